@@ -1,0 +1,45 @@
+#pragma once
+
+#include "core/config.h"
+#include "core/preferences.h"
+
+#include <functional>
+#include <vector>
+
+namespace pulsebar {
+
+// The one holder of the user's Config. Every change is saved whole and then reported to the
+// observers with the old and the new record; an identical record is neither saved nor reported.
+// Main thread only.
+class AppSettings {
+public:
+    using Observer = std::function<void(const Config& oldConfig, const Config& newConfig)>;
+
+    static inline const QString configKey = QStringLiteral("PulsebarConfig.v1");
+    static inline const QString appearanceKey = QStringLiteral("appearance");
+
+    explicit AppSettings(Preferences& preferences);
+
+    static AppSettings& shared();
+
+    const Config& config() const { return m_config; }
+    void setConfig(const Config& config);
+
+    // Observers are never removed; an observer guards its own target (a QPointer capture).
+    void addObserver(Observer observer);
+
+    Preferences& preferences() const { return m_preferences; }
+
+    AppearanceMode appearance() const;
+    void setAppearance(AppearanceMode mode);
+
+    // Reads the record stored in preferences: defaults when absent or not an object.
+    static Config load(const Preferences& preferences);
+
+private:
+    Preferences& m_preferences;
+    std::vector<Observer> m_observers;
+    Config m_config;
+};
+
+} // namespace pulsebar

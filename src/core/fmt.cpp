@@ -1,0 +1,81 @@
+#include "core/fmt.h"
+
+#include <QLocale>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+
+namespace pulsebar::Fmt {
+
+QString percent(double value)
+{
+    Q_ASSERT(std::isfinite(value));
+    return QString::number(std::llround(value)) + QLatin1Char('%');
+}
+
+QString bytes(double value, double base)
+{
+    static constexpr std::array<const char*, 6> units{"B", "KB", "MB", "GB", "TB", "PB"};
+    std::size_t unit = 0;
+    double scaled = value;
+    while (std::fabs(scaled) >= base && unit + 1 < units.size()) {
+        scaled /= base;
+        ++unit;
+    }
+    const int decimals = unit > 0 && scaled < 100 ? 1 : 0;
+    return number(scaled, decimals) + QLatin1Char(' ') + QLatin1String(units[unit]);
+}
+
+QString rate(double bytesPerSecond, bool bits)
+{
+    static constexpr std::array<const char*, 4> bitUnits{"b/s", "Kb/s", "Mb/s", "Gb/s"};
+    static constexpr std::array<const char*, 4> byteUnits{"B/s", "KB/s", "MB/s", "GB/s"};
+    const auto& units = bits ? bitUnits : byteUnits;
+    const double step = bits ? 1000.0 : 1024.0;
+    double scaled = bits ? bytesPerSecond * 8.0 : bytesPerSecond;
+    std::size_t unit = 0;
+    // Compared on the signed value: a rate is never negative.
+    while (scaled >= step && unit + 1 < units.size()) {
+        scaled /= step;
+        ++unit;
+    }
+    const int decimals = unit == 0 || scaled >= 100 ? 0 : 1;
+    return number(scaled, decimals) + QLatin1Char(' ') + QLatin1String(units[unit]);
+}
+
+QString number(double value, int decimals)
+{
+    // to_chars rounds the exact binary value as printf does, but never reads the process locale.
+    char buffer[400];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed,
+                                      decimals < 0 ? 0 : std::min(decimals, 60));
+    if (result.ec != std::errc())
+        return QString::number(value, 'f', decimals);
+    return QString::fromLatin1(buffer, result.ptr - buffer);
+}
+
+QString duration(double seconds)
+{
+    Q_ASSERT(std::isfinite(seconds));
+    const auto s = static_cast<int64_t>(seconds);
+    const int64_t d = s / 86400;
+    const int64_t h = (s % 86400) / 3600;
+    const int64_t m = (s % 3600) / 60;
+    if (s < 86400 && h == 0)
+        return QStringLiteral("%1m").arg(m);
+    if (s < 86400)
+        return QStringLiteral("%1h %2m").arg(h).arg(m);
+    return QStringLiteral("%1d %2h %3m").arg(d).arg(h).arg(m);
+}
+
+QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone)
+{
+    if (!date || !date->isValid())
+        return QStringLiteral("—");
+    return QLocale().toString(date->toTimeZone(timeZone).time(), QLocale::ShortFormat);
+}
+
+} // namespace pulsebar::Fmt

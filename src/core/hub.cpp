@@ -1,0 +1,80 @@
+#include "core/hub.h"
+
+#include <QDateTime>
+
+namespace pulsebar {
+
+Hub::Hub(AppSettings& settings, QObject* parent)
+    : QObject(parent), m_settings(settings),
+      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
+{
+}
+
+Hub::~Hub() = default;
+
+void Hub::start()
+{
+    startCommon();
+}
+
+void Hub::startHeadless()
+{
+    m_isHeadless = true;
+    startCommon();
+}
+
+void Hub::startCommon()
+{
+    tick();
+    reschedule();
+}
+
+void Hub::reschedule()
+{
+    // Deleting the old timer also drops any timeout it has already queued.
+    m_timer.reset();
+    auto timer = std::make_unique<QTimer>();
+    timer->setTimerType(Qt::CoarseTimer); // lets the system coalesce wake-ups
+    timer->setInterval(std::max(1, int(m_settings.config().updateInterval * 1000.0)));
+    connect(timer.get(), &QTimer::timeout, this, &Hub::tick);
+    timer->start();
+    m_timer = std::move(timer);
+}
+
+void Hub::tick()
+{
+    if (m_inTick)
+        return;
+    m_inTick = true;
+    const Config config = m_settings.config();
+    const double time = now();
+    Q_UNUSED(config);
+    Q_UNUSED(time);
+
+    // 1. cpu, memory, processes, gpu
+    // 2. disk activity, and the volume list when older than 10 s or empty
+    // 3. network (ping target from pingHost)
+    // 4. sensors, battery
+    // 5. devices (every 60 s), calendar, weather and sky when an item shows them
+    // 6. rules (not headless), insights
+    // 7. history row (only while recording)
+
+    ++m_tickCount;
+    m_inTick = false;
+    Q_EMIT changed();
+    if (onTick)
+        onTick();
+}
+
+std::optional<double> Hub::menubarTemperature() const
+{
+    return std::nullopt;
+}
+
+void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
+{
+    if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
+        reschedule();
+}
+
+} // namespace pulsebar

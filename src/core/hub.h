@@ -1,0 +1,67 @@
+#pragma once
+
+#include "core/app_settings.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace pulsebar {
+
+// The one owner of every monitor and service. A single repeating timer on the main thread drives
+// tick(), which samples everything in a fixed order and then tells readers the state has changed.
+// A tick is never re-entered: timer callbacks run one after another on the main event loop.
+class Hub : public QObject {
+    Q_OBJECT
+public:
+    explicit Hub(AppSettings& settings, QObject* parent = nullptr);
+    ~Hub() override;
+
+    AppSettings& settings() const { return m_settings; }
+
+    // The application role: discovery, the writable history store, one tick at once, then the timer.
+    void start();
+    // The MCP server role: the same with a read-only history store and no rules and no recording.
+    void startHeadless();
+
+    void tick();
+    // Replaces the timer with one of the configured period; the old timer never fires again.
+    void reschedule();
+
+    bool isRecording() const { return m_isRecording; }
+    bool isHeadless() const { return m_isHeadless; }
+    int tickCount() const { return m_tickCount; }
+
+    // The temperature the menu bar shows: the chosen sensor, else the CPU's, else the battery's.
+    std::optional<double> menubarTemperature() const;
+
+    std::function<void()> onTick;
+
+    // Seconds since 1970; tests replace it to drive time-dependent logic deterministically.
+    std::function<double()> now;
+
+    const QTimer* timer() const { return m_timer.get(); }
+
+    // Applies the reactions to a configuration change that concern the hub.
+    void configChanged(const Config& oldConfig, const Config& newConfig);
+
+Q_SIGNALS:
+    // Emitted once at the end of every tick, before onTick.
+    void changed();
+
+private:
+    void startCommon();
+
+    AppSettings& m_settings;
+    std::unique_ptr<QTimer> m_timer;
+    bool m_isRecording = false;
+    bool m_isHeadless = false;
+    bool m_inTick = false;
+    int m_tickCount = 0;
+};
+
+} // namespace pulsebar

@@ -1,0 +1,51 @@
+#include "core/paths.h"
+
+#include <QDir>
+
+namespace pulsebar::Paths {
+
+QString env(const char* name, const QString& fallback)
+{
+    const QString value = qEnvironmentVariable(name);
+    return value.isEmpty() ? fallback : value;
+}
+
+static QString home()
+{
+    return env("HOME", QDir::homePath());
+}
+
+QString configDir()
+{
+    return env("XDG_CONFIG_HOME", home() + "/.config") + "/pulsebar";
+}
+
+QString preferencesFile()
+{
+    return configDir() + "/preferences.json";
+}
+
+QString dataDir()
+{
+    return env("XDG_DATA_HOME", home() + "/.local/share") + "/Pulsebar";
+}
+
+QString historyFile()
+{
+    return dataDir() + "/history.sqlite";
+}
+
+QString agentHome()
+{
+    return env("PULSEBAR_AGENT_HOME", home());
+}
+
+QString sysroot()
+{
+    QString root = env("PULSEBAR_SYSROOT", "/");
+    if (!root.endsWith('/'))
+        root += '/';
+    return root;
+}
+
+} // namespace pulsebar::Paths

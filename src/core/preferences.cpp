@@ -1,0 +1,61 @@
+#include "core/preferences.h"
+
+#include "core/paths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QSaveFile>
+
+namespace pulsebar {
+
+Preferences::Preferences(QString path) : m_path(std::move(path)) {}
+
+Preferences& Preferences::standard()
+{
+    static Preferences preferences(Paths::preferencesFile());
+    return preferences;
+}
+
+QJsonObject Preferences::all() const
+{
+    QFile file(m_path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    return document.isObject() ? document.object() : QJsonObject{};
+}
+
+QJsonValue Preferences::value(const QString& key) const
+{
+    return all().value(key);
+}
+
+bool Preferences::setValue(const QString& key, const QJsonValue& value)
+{
+    QJsonObject object = all();
+    object.insert(key, value);
+    return write(object);
+}
+
+bool Preferences::remove(const QString& key)
+{
+    QJsonObject object = all();
+    if (!object.contains(key))
+        return true;
+    object.remove(key);
+    return write(object);
+}
+
+bool Preferences::write(const QJsonObject& object)
+{
+    QDir().mkpath(QFileInfo(m_path).absolutePath());
+    QSaveFile file(m_path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    file.write(QJsonDocument(object).toJson(QJsonDocument::Indented));
+    return file.commit();
+}
+
+} // namespace pulsebar

@@ -1,0 +1,219 @@
+#include "platform/linux/sysfs.h"
+
+#include "core/paths.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace pulsebar {
+
+namespace SysText {
+
+std::string_view trim(std::string_view text)
+{
+    const auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\0'; };
+    while (!text.empty() && isSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+std::optional<int64_t> toInt(std::string_view text)
+{
+    text = trim(text);
+    int64_t value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc() || end != text.data() + text.size() || text.empty())
+        return std::nullopt;
+    return value;
+}
+
+std::optional<uint64_t> toUnsigned(std::string_view text)
+{
+    text = trim(text);
+    uint64_t value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc() || end != text.data() + text.size() || text.empty())
+        return std::nullopt;
+    return value;
+}
+
+std::optional<double> toDouble(std::string_view text)
+{
+    text = trim(text);
+    double value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc() || end != text.data() + text.size() || text.empty() || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+std::optional<std::string_view> field(std::string_view text, std::string_view key)
+{
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        std::size_t end = text.find('\n', pos);
+        if (end == std::string_view::npos)
+            end = text.size();
+        std::string_view line = text.substr(pos, end - pos);
+        if (line.size() > key.size() && line.substr(0, key.size()) == key) {
+            std::string_view rest = line.substr(key.size());
+            // The key must end here: "MemFree" must not match "MemFreeX".
+            const char next = rest.front();
+            if (next == ':' || next == ' ' || next == '\t') {
+                rest = trim(rest);
+                if (!rest.empty() && rest.front() == ':')
+                    rest = trim(rest.substr(1));
+                return rest;
+            }
+        }
+        pos = end + 1;
+    }
+    return std::nullopt;
+}
+
+} // namespace SysText
+
+SysFs::SysFs(std::string root) : m_root(std::move(root))
+{
+    if (m_root.empty() || m_root.back() != '/')
+        m_root += '/';
+}
+
+SysFs SysFs::fromEnvironment()
+{
+    return SysFs(Paths::sysroot().toStdString());
+}
+
+std::string SysFs::path(std::string_view relative) const
+{
+    while (!relative.empty() && relative.front() == '/')
+        relative.remove_prefix(1);
+    std::string out = m_root;
+    out.append(relative);
+    return out;
+}
+
+long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
+{
+    const int fd = ::open(path(relative).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    std::size_t total = 0;
+    while (total < capacity) {
+        const ssize_t n = ::read(fd, buffer + total, capacity - total);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            ::close(fd);
+            return -1;
+        }
+        if (n == 0)
+            break;
+        total += std::size_t(n);
+    }
+    ::close(fd);
+    return long(total);
+}
+
+std::optional<std::string> SysFs::readText(std::string_view relative, std::size_t maxBytes) const
+{
+    const int fd = ::open(path(relative).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    std::string out;
+    char chunk[4096];
+    while (out.size() < maxBytes) {
+        const ssize_t n = ::read(fd, chunk, std::min(sizeof chunk, maxBytes - out.size()));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (n == 0)
+            break;
+        out.append(chunk, std::size_t(n));
+    }
+    ::close(fd);
+    return out;
+}
+
+std::optional<std::string> SysFs::readLine(std::string_view relative) const
+{
+    char buffer[4096];
+    const long n = readInto(relative, buffer, sizeof buffer);
+    if (n < 0)
+        return std::nullopt;
+    std::string_view text(buffer, std::size_t(n));
+    text = text.substr(0, text.find('\n'));
+    return std::string(SysText::trim(text));
+}
+
+std::optional<int64_t> SysFs::readInt(std::string_view relative) const
+{
+    char buffer[64];
+    const long n = readInto(relative, buffer, sizeof buffer);
+    return n < 0 ? std::nullopt : SysText::toInt({buffer, std::size_t(n)});
+}
+
+std::optional<uint64_t> SysFs::readUnsigned(std::string_view relative) const
+{
+    char buffer[64];
+    const long n = readInto(relative, buffer, sizeof buffer);
+    return n < 0 ? std::nullopt : SysText::toUnsigned({buffer, std::size_t(n)});
+}
+
+std::optional<double> SysFs::readDouble(std::string_view relative) const
+{
+    char buffer[64];
+    const long n = readInto(relative, buffer, sizeof buffer);
+    return n < 0 ? std::nullopt : SysText::toDouble({buffer, std::size_t(n)});
+}
+
+bool SysFs::exists(std::string_view relative) const
+{
+    struct stat st;
+    return ::stat(path(relative).c_str(), &st) == 0;
+}
+
+bool SysFs::isDirectory(std::string_view relative) const
+{
+    struct stat st;
+    return ::stat(path(relative).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::vector<std::string> SysFs::list(std::string_view relative) const
+{
+    std::vector<std::string> names;
+    DIR* dir = ::opendir(path(relative).c_str());
+    if (!dir)
+        return names;
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            names.emplace_back(name);
+    }
+    ::closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::optional<std::string> SysFs::readLink(std::string_view relative) const
+{
+    char buffer[4096];
+    const ssize_t n = ::readlink(path(relative).c_str(), buffer, sizeof buffer - 1);
+    if (n < 0)
+        return std::nullopt;
+    return std::string(buffer, std::size_t(n));
+}
+
+} // namespace pulsebar

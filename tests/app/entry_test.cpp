@@ -1,0 +1,63 @@
+#include "../support/test_support.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+using namespace pulsebar::test;
+
+class Entry : public ::testing::Test {
+protected:
+    QTemporaryDir home;
+};
+
+TEST_F(Entry, VersionAndHelp)
+{
+    RunResult r = runPulsebar({"--version"}, home.path());
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, QByteArray("pulsebar ") + PULSEBAR_VERSION + "\n");
+
+    r = runPulsebar({"--help"}, home.path());
+    EXPECT_EQ(r.exitCode, 0);
+    for (const char* mode : {"--mcp", "--agents status", "--agents add", "--agents remove", "--dump", "--version"})
+        EXPECT_TRUE(r.out.contains(mode)) << mode;
+    EXPECT_TRUE(r.err.isEmpty());
+}
+
+TEST_F(Entry, DumpWinsOverEveryOtherModeAndTakesTheNextArgumentAsItsFolder)
+{
+    const QString out = home.path() + "/dump-out";
+    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path());
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_FALSE(r.out.contains("jsonrpc")); // the server did not run
+    r = runPulsebar({"--agents", "status", "--dump"}, home.path());
+    EXPECT_EQ(r.exitCode, 0);
+}
+
+TEST_F(Entry, ModesAreMatchedExactly)
+{
+    // "--version=1", "--MCP" and "-mcp" are unknown arguments: they must not pick a headless mode.
+    // With --version after them, the version is printed instead of the app starting.
+    RunResult r = runPulsebar({"--MCP", "-mcp", "--mcp=1", "--version"}, home.path());
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_TRUE(r.out.startsWith("pulsebar "));
+}
+
+TEST_F(Entry, UnknownArgumentsStartTheAppWhichQuitsCleanlyOnSigterm)
+{
+    QProcess app;
+    app.setProcessEnvironment(isolatedEnvironment(home.path()));
+    app.start(binaryPath(), {"--no-such-flag"});
+    ASSERT_TRUE(app.waitForStarted());
+    // Still running after a second: it is the app role, not a mode that ends on its own.
+    EXPECT_FALSE(app.waitForFinished(1500));
+    ::kill(pid_t(app.processId()), SIGTERM);
+    ASSERT_TRUE(app.waitForFinished(10000));
+    EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(app.exitCode(), 0);
+    EXPECT_FALSE(app.readAllStandardError().contains("ERROR: AddressSanitizer"));
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <optional>
+
+namespace pulsebar::test {
+
+// Sets an environment variable for the lifetime of the object and restores the old value after.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const QString& value);
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    QByteArray m_name;
+    std::optional<QByteArray> m_old;
+};
+
+QString fixture(const QString& relative);     // tests/fixtures/<relative>
+QString binaryPath();                          // the built pulsebar
+void writeFile(const QString& path, const QByteArray& contents); // creates parent folders
+QByteArray readFile(const QString& path);
+
+struct RunResult {
+    int exitCode = -1;
+    bool finished = false; // false when it timed out and was killed
+    QByteArray out;
+    QByteArray err;
+};
+
+// Runs the built pulsebar with the arguments, extra environment and standard input given.
+// Without a home of its own, a run gets fresh XDG folders inside `home` so it never touches the user's.
+RunResult runPulsebar(const QStringList& arguments, const QString& home, const QByteArray& input = {},
+                      const QProcessEnvironment& extra = {}, int timeoutMs = 30000);
+
+// An environment whose HOME and XDG folders point into `home`.
+QProcessEnvironment isolatedEnvironment(const QString& home);
+
+// Spins the event loop until the predicate holds or the time runs out; returns the predicate's last value.
+bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 5000);
+
+} // namespace pulsebar::test
