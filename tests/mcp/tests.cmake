@@ -11,3 +11,22 @@ if(TARGET fuzz_mcp_handle)
     TIMEOUT 120
     ENVIRONMENT "PULSEBAR_SYSROOT=${CMAKE_CURRENT_SOURCE_DIR}/fixtures/mcp/sysroot;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;QT_QPA_PLATFORM=offscreen")
 endif()
+
+# The official MCP TypeScript SDK, pinned in tests/mcp/sdk/package-lock.json, installed into that folder
+# (node_modules there is ignored by git) unless the installed tree already matches the lock file.
+find_program(NODE_PROGRAM node)
+find_program(NPM_PROGRAM npm)
+if(NODE_PROGRAM AND NPM_PROGRAM)
+  set(mcp_sdk_dir ${CMAKE_CURRENT_SOURCE_DIR}/mcp/sdk)
+  add_test(NAME McpSdkInstall
+           COMMAND sh -c "if [ node_modules/.package-lock.json -nt package-lock.json ]; then exit 0; fi; exec '${NPM_PROGRAM}' ci --no-audit --no-fund --loglevel=error"
+           WORKING_DIRECTORY ${mcp_sdk_dir})
+  set_tests_properties(McpSdkInstall PROPERTIES FIXTURES_SETUP McpSdk TIMEOUT 600)
+  add_test(NAME McpSdkClient
+           COMMAND ${NODE_PROGRAM} client.test.mjs $<TARGET_FILE:pulsebar>
+           WORKING_DIRECTORY ${mcp_sdk_dir})
+  set_tests_properties(McpSdkClient PROPERTIES
+    FIXTURES_REQUIRED McpSdk
+    TIMEOUT 120
+    ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;ASAN_OPTIONS=detect_leaks=1")
+endif()
