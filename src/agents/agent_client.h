@@ -33,7 +33,6 @@ public:
     struct Status {
         StatusCase value = StatusCase::notInstalled;
         QString path; // addedElsewhere: the executable the existing entry launches
-        bool operator==(const Status&) const = default;
         QString text() const; // "added", "addedElsewhere(/old/pulsebar)", ...
     };
 

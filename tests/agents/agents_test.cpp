@@ -374,13 +374,20 @@ TEST_F(Agents, ConfigPathsThatAreNotReadableFilesAreLeftAlone)
     EXPECT_EQ(QDir(agentPath(".codex")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System),
               QStringList({"config.toml"}));
 
+    // A file where the config folder should be: nothing can be written, and the error says why.
+    writeFile(agentPath(".gemini"), "mine");
+    const RunResult blocked = agents({"add", "gemini-cli"});
+    EXPECT_EQ(blocked.exitCode, 1);
+    EXPECT_EQ(QString::fromUtf8(blocked.err), "Couldn't create the folder " + agentPath(".gemini") + ".\n");
+    EXPECT_EQ(readFile(agentPath(".gemini")), "mine");
+
     if (::geteuid() != 0) {
-        const QString config = agentPath(".gemini/settings.json");
+        const QString config = agentPath(".lmstudio/mcp.json");
         writeFile(config, "{}");
         ::chmod(QFile::encodeName(config).constData(), 0);
-        const RunResult r = agents({"add", "gemini-cli"});
+        const RunResult r = agents({"add", "lm-studio"});
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.err, "Couldn't read Gemini CLI's config file, so Pulsebar left it alone.\n");
+        EXPECT_EQ(r.err, "Couldn't read LM Studio's config file, so Pulsebar left it alone.\n");
     }
 }
 
