@@ -109,6 +109,11 @@ protected:
         return QJsonObject{{"command", command}, {"args", QJsonArray{"--mcp"}}};
     }
 
+    static QByteArray codexTable(const QString& command)
+    {
+        return "[mcp_servers.pulsebar]\ncommand = \"" + command.toUtf8() + "\"\nargs = [\"--mcp\"]\n";
+    }
+
     // The TOML file as Python's own TOML reader sees it, converted to JSON.
     QJsonObject parsedToml(const QString& path) const
     {
@@ -417,36 +422,25 @@ TEST_F(Agents, ASymlinkedConfigIsWrittenThroughToItsTarget)
 TEST_F(Agents, CodexTableIsAddedAndRemovedAroundOtherTables)
 {
     const QString config = agentPath(".codex/config.toml");
-    const QByteArray before = "# Codex settings\n"
-                              "model = \"o3\"\n"
-                              "\n"
-                              "[mcp_servers.github]\n"
-                              "command = \"npx\"\n"
-                              "args = [\"-y\", \"server-github\"]\n"
-                              "\n"
-                              "[mcp_servers.pulsebar]\n"
-                              "command = \"/opt/old/pulsebar\"\n"
-                              "args = [\"--mcp\"]\n"
-                              "\n"
-                              "[profiles.fast]\n"
-                              "model = \"o4-mini\" # quick\n"
-                              "\n\n\n";
+    const QByteArray head = "# Codex settings\n"
+                            "model = \"o3\"\n"
+                            "\n"
+                            "[mcp_servers.github]\n"
+                            "command = \"npx\"\n"
+                            "args = [\"-y\", \"server-github\"]\n"
+                            "\n";
+    const QByteArray tail = "[profiles.fast]\n"
+                            "model = \"o4-mini\" # quick\n";
+    const QByteArray oldTable = "[mcp_servers.pulsebar]\ncommand = \"/opt/old/pulsebar\"\nargs = [\"--mcp\"]\n";
+    const QByteArray before = head + oldTable + "\n" + tail + "\n\n\n";
+    const QByteArray others = head + tail;
     writeFile(config, before);
     EXPECT_EQ(status("codex"), "addedElsewhere(/opt/old/pulsebar)");
 
     RunResult r = agents({"add", "codex"});
     ASSERT_EQ(r.exitCode, 0) << r.err.constData();
     EXPECT_EQ(statusTable(r.out).value("codex"), "added");
-    const QByteArray table = "[mcp_servers.pulsebar]\ncommand = \"" + self.toUtf8() + "\"\nargs = [\"--mcp\"]\n";
-    const QByteArray others = "# Codex settings\n"
-                              "model = \"o3\"\n"
-                              "\n"
-                              "[mcp_servers.github]\n"
-                              "command = \"npx\"\n"
-                              "args = [\"-y\", \"server-github\"]\n"
-                              "\n"
-                              "[profiles.fast]\n"
-                              "model = \"o4-mini\" # quick\n";
+    const QByteArray table = codexTable(self);
     EXPECT_EQ(readFile(config), others + "\n" + table);
     EXPECT_EQ(readFile(config + ".pulsebar-backup"), before);
 
@@ -473,7 +467,7 @@ TEST_F(Agents, CodexTableIsAddedAndRemovedAroundOtherTables)
 TEST_F(Agents, CodexTableInEmptyFilesAndFilesWithoutAFinalNewline)
 {
     const QString config = agentPath(".codex/config.toml");
-    const QByteArray table = "[mcp_servers.pulsebar]\ncommand = \"" + self.toUtf8() + "\"\nargs = [\"--mcp\"]\n";
+    const QByteArray table = codexTable(self);
 
     ASSERT_EQ(agents({"add", "codex"}).exitCode, 0);
     EXPECT_EQ(readFile(config), table);
