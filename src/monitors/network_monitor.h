@@ -108,7 +108,7 @@ public:
     void runPing();
     void fetchPublicIP();
     void refreshDisplayNames();
-    static QString fallbackName(const QString& bsdName);
+    static QString fallbackName(const QString& bsdName, bool isBridge = false);
 
     // Pure pieces of the algorithm.
     static std::optional<double> parsePingTime(const QByteArray& output);

@@ -78,6 +78,7 @@ public:
     virtual std::map<QString, QString> readDisplayNames() = 0;
     // Factory link-layer addresses of the physical interfaces.
     virtual std::map<QString, QString> readHardwareAddresses() = 0;
+    virtual bool isBridge(const QString& bsdName) = 0;
 
     // The reader of the running system, rooted at PULSEBAR_SYSROOT.
     static std::unique_ptr<NetworkReader> forThisSystem();
