@@ -58,9 +58,12 @@ NetworkMonitor::NetworkMonitor(std::unique_ptr<NetworkReader> reader, QObject* p
 
 NetworkMonitor::~NetworkMonitor()
 {
-    // A running ping is killed by its QProcess child; an open request is aborted by its manager.
-    if (m_ping)
+    // An open request is aborted by its manager; a running ping is ended here, where it cannot hang.
+    if (m_ping) {
         m_ping->disconnect(this);
+        m_ping->kill();
+        m_ping->waitForFinished(1000);
+    }
     if (m_publicIPReply)
         m_publicIPReply->disconnect(this);
 }
