@@ -251,3 +251,13 @@ TEST(LinuxNetworkReader, LiveSystemReadsDoNotFail)
     reader->readGlobalState();
     reader->readWiFi();
 }
+
+TEST(Nl80211, WiredAndMissingInterfacesHaveNoWirelessLink)
+{
+    // Asks the running kernel: a wired interface is refused by nl80211 (or nl80211 is absent), and the
+    // socket stays usable for the next question.
+    Nl80211 nl80211;
+    EXPECT_FALSE(nl80211.query("lo"));
+    EXPECT_FALSE(nl80211.query("lo"));
+    EXPECT_FALSE(nl80211.query("pulsebar-none0"));
+}

@@ -332,6 +332,8 @@ std::optional<WirelessLink> Nl80211::query(const QString& interfaceName)
     // Sends one request and feeds every answer to the handler; false when the kernel refused it or
     // did not answer in time (the socket is then reopened, so no stale answer is read later).
     const auto request = [this, ifindex](int command, bool dump, const AttributeHandler& handler) {
+        if (!m_socket) // closed by an earlier failure of this query
+            return false;
         nl_msg* msg = nlmsg_alloc();
         if (!msg)
             return false;
@@ -341,6 +343,10 @@ std::optional<WirelessLink> Nl80211::query(const QString& interfaceName)
         RequestState state;
         state.handler = &handler;
         nl_cb* cb = nl_cb_alloc(NL_CB_DEFAULT);
+        if (!cb) {
+            nlmsg_free(msg);
+            return false;
+        }
         nl_cb_set(cb, NL_CB_VALID, NL_CB_CUSTOM, onValid, &state);
         nl_cb_set(cb, NL_CB_FINISH, NL_CB_CUSTOM, onFinish, &state);
         nl_cb_set(cb, NL_CB_ACK, NL_CB_CUSTOM, onAck, &state);
