@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "monitors/network_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -45,6 +46,8 @@ public:
     std::function<double()> now;
 
     const QTimer* timer() const { return m_timer.get(); }
+
+    NetworkMonitor network;
 
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);
