@@ -17,6 +17,35 @@ namespace pulsebar {
 
 using McpValue::r;
 
+namespace {
+
+QString internetText(const std::optional<bool>& reachable)
+{
+    if (!reachable)
+        return QStringLiteral("checking"); // the first ping has not finished yet
+    return *reachable ? QStringLiteral("connected") : QStringLiteral("offline");
+}
+
+QJsonObject wifiObject(const WiFiInfo& wifi)
+{
+    QJsonObject object{
+        // A link whose name the system withholds still has a BSSID.
+        {"network", wifi.ssid.value_or(QStringLiteral("(hidden: Location permission needed)"))},
+        {"signal_dbm", wifi.rssi},
+        {"noise_dbm", wifi.noise},
+        {"tx_rate_mbps", r(wifi.transmitRate)},
+        {"standard", wifi.phyMode},
+        {"security", wifi.security},
+    };
+    if (wifi.channel)
+        object.insert("channel", *wifi.channel);
+    if (wifi.band)
+        object.insert("band", *wifi.band);
+    return object;
+}
+
+} // namespace
+
 MCPTools::MCPTools(Hub& hub, std::unique_ptr<MachineReader> machine) : m_hub(hub), m_machine(std::move(machine))
 {
 }
@@ -58,6 +87,16 @@ QJsonObject MCPTools::getOverview()
         computer.insert("os", *m_osVersion);
 
     QJsonObject overview{{"time", McpValue::timestamp(m_hub.now())}, {"computer", computer}};
+
+    const NetworkMonitor& network = m_hub.network;
+    QJsonObject networkObject{
+        {"download_per_second", McpValue::rate(network.download)},
+        {"upload_per_second", McpValue::rate(network.upload)},
+        {"internet", internetText(network.internetReachable)},
+    };
+    if (network.pingMs)
+        networkObject.insert("ping_ms", r(*network.pingMs));
+    overview.insert("network", networkObject);
     if (const auto thermal = thermalState(m_machine->readThermalZones()))
         overview.insert("thermal", enumName(*thermal));
     return overview;
@@ -196,9 +235,37 @@ QJsonValue MCPTools::speedTests(const QJsonValue& saved)
 
 QJsonObject MCPTools::getNetwork()
 {
-    return QJsonObject{
+    const NetworkMonitor& network = m_hub.network;
+    QJsonArray interfaces;
+    for (const InterfaceInfo& interface : network.interfaces)
+        interfaces.append(QJsonObject{
+            {"name", interface.displayName},
+            {"bsd_name", interface.bsdName},
+            {"ipv4", QJsonArray::fromStringList(interface.ipv4)},
+            {"download_per_second", McpValue::rate(interface.download)},
+            {"upload_per_second", McpValue::rate(interface.upload)},
+        });
+    QJsonObject result{
+        {"download_per_second", McpValue::rate(network.download)},
+        {"upload_per_second", McpValue::rate(network.upload)},
+        {"internet", internetText(network.internetReachable)},
+        {"dns", QJsonArray::fromStringList(network.dns)},
+        {"vpn_interfaces", QJsonArray::fromStringList(network.vpnInterfaces)},
+        {"interfaces", interfaces},
         {"speed_tests", speedTests(m_hub.settings().preferences().value(QStringLiteral("PulsebarSpeedTests.v1")))},
     };
+    if (network.primaryInterface)
+        result.insert("primary_interface", *network.primaryInterface);
+    if (network.publicIP)
+        result.insert("public_ip", *network.publicIP);
+    if (network.router)
+        result.insert("router", *network.router);
+    if (network.pingMs)
+        result.insert("ping_ms", r(*network.pingMs));
+    // Associated: the link has a peer, whether or not its name is shown.
+    if (network.wifi && (network.wifi->ssid || network.wifi->bssid))
+        result.insert("wifi", wifiObject(*network.wifi));
+    return result;
 }
 
 // ---- get_disks ----
