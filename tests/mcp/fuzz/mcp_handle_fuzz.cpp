@@ -62,6 +62,9 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     qputenv("XDG_CONFIG_HOME", (harness->home.path() + "/config").toUtf8());
     harness->preferences = std::make_unique<Preferences>(harness->home.path() + "/preferences.json");
     harness->settings = std::make_unique<AppSettings>(*harness->preferences);
+    Config config = harness->settings->config();
+    config.pingHost = QStringLiteral("127.0.0.1"); // the fuzzer never reaches beyond this machine
+    harness->settings->setConfig(config);
     harness->hub = std::make_unique<Hub>(*harness->settings);
     harness->hub->tick();
     harness->server = std::make_unique<MCPServer>(*harness->hub, check);

@@ -6,7 +6,7 @@ import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js"
 import { CallToolResultSchema, ListToolsResultSchema } from "@modelcontextprotocol/sdk/types.js";
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, mkdirSync, rmSync } from "node:fs";
+import { mkdtempSync, mkdirSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 
@@ -43,6 +43,10 @@ async function check(name, body) {
 }
 
 writeHistory();
+// The server samples the network as the app does; its ping and public-address request stay local.
+mkdirSync(join(home, "config", "pulsebar"), { recursive: true });
+writeFileSync(join(home, "config", "pulsebar", "preferences.json"),
+  JSON.stringify({ "PulsebarConfig.v1": { pingHost: "127.0.0.1" } }));
 const transport = new StdioClientTransport({
   command: binary,
   args: ["--mcp"],
@@ -51,6 +55,7 @@ const transport = new StdioClientTransport({
     XDG_CONFIG_HOME: join(home, "config"),
     XDG_DATA_HOME: dataHome,
     PATH: process.env.PATH ?? "/usr/bin:/bin",
+    PULSEBAR_IPIFY_URL: "http://127.0.0.1:9/",
     ...(process.env.ASAN_OPTIONS ? { ASAN_OPTIONS: process.env.ASAN_OPTIONS } : {}),
     ...(process.env.LSAN_OPTIONS ? { LSAN_OPTIONS: process.env.LSAN_OPTIONS } : {}),
   },
