@@ -1,6 +1,8 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "monitors/battery_monitor.h"
+#include "monitors/sensor_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -22,6 +24,9 @@ public:
     ~Hub() override;
 
     AppSettings& settings() const { return m_settings; }
+
+    SensorMonitor sensors;
+    BatteryMonitor battery;
 
     // The application role: discovery, the writable history store, one tick at once, then the timer.
     void start();
