@@ -263,16 +263,18 @@ void BatteryMonitor::readSmartBattery(const PowerReading& power)
     adapterName = std::nullopt;
     if (!onAC)
         return;
+    // A machine may list a plain "Mains" entry beside the USB-C source that knows the rating: the
+    // first online supply that gives a figure wins, for the watts and the name alike.
     for (const AdapterReading& a : power.adapters) {
         if (!a.online)
             continue;
-        if (a.voltageMax && a.currentMax && *a.voltageMax > 0 && *a.currentMax > 0) {
+        if (!adapterWatts && a.voltageMax && a.currentMax && *a.voltageMax > 0 && *a.currentMax > 0) {
             const double watts = double(*a.voltageMax) / 1e6 * double(*a.currentMax) / 1e6;
             if (watts >= 1 && watts < 1000)
                 adapterWatts = int(std::lround(watts));
         }
-        adapterName = a.name;
-        break;
+        if (!adapterName && a.name && !a.name->isEmpty())
+            adapterName = a.name;
     }
 }
 

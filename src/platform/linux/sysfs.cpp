@@ -218,7 +218,7 @@ std::optional<std::string> SysFs::readLink(std::string_view relative) const
 
 bool SysFs::writeText(std::string_view relative, std::string_view text) const
 {
-    const int fd = ::open(path(relative).c_str(), O_WRONLY | O_CLOEXEC);
+    const int fd = ::open(path(relative).c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
     if (fd < 0)
         return false;
     std::size_t total = 0;
