@@ -3,45 +3,54 @@
 #include <QMetaObject>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace pulsebar {
 
+namespace {
+
+struct TemperatureFamily {
+    const char* prefix;
+    const char* name;
+    SensorGroup group;
+};
+
+constexpr std::array<TemperatureFamily, 15> temperatureFamilies{{
+    {"Tp", "CPU Performance Core", SensorGroup::cpu},
+    {"Te", "CPU Efficiency Core", SensorGroup::cpu},
+    {"Tg", "GPU", SensorGroup::gpu},
+    {"TG", "GPU", SensorGroup::gpu},
+    {"Tm", "Memory", SensorGroup::memory},
+    {"TM", "Memory", SensorGroup::memory},
+    {"TH", "SSD", SensorGroup::storage},
+    {"TB", "Battery", SensorGroup::battery},
+    {"TW", "Wi-Fi", SensorGroup::system},
+    {"Ts", "Palm Rest", SensorGroup::system},
+    {"Ta", "Airflow", SensorGroup::system},
+    {"TA", "Ambient", SensorGroup::system},
+    {"TP", "Platform Controller Hub", SensorGroup::system},
+    {"TI", "Thunderbolt", SensorGroup::system},
+    {"TC", nullptr, SensorGroup::cpu}, // named by the rest of the key
+}};
+
+QString cpuTemperatureName(const QString& key)
+{
+    if (key == QLatin1String("TC0P"))
+        return QStringLiteral("CPU Proximity");
+    if (key.size() == 4 && key.endsWith(QLatin1Char('C')) && key[2].isDigit())
+        return QStringLiteral("CPU Core");
+    return QStringLiteral("CPU Die");
+}
+
+} // namespace
+
 SensorDescription describeTemperature(const QString& key)
 {
     const QStringView prefix = QStringView(key).left(2);
-    const auto is = [&](const char* p) { return prefix == QLatin1String(p); };
-    if (is("Tp"))
-        return {QStringLiteral("CPU Performance Core"), SensorGroup::cpu};
-    if (is("Te"))
-        return {QStringLiteral("CPU Efficiency Core"), SensorGroup::cpu};
-    if (is("Tg") || is("TG"))
-        return {QStringLiteral("GPU"), SensorGroup::gpu};
-    if (is("Tm") || is("TM"))
-        return {QStringLiteral("Memory"), SensorGroup::memory};
-    if (is("TH"))
-        return {QStringLiteral("SSD"), SensorGroup::storage};
-    if (is("TB"))
-        return {QStringLiteral("Battery"), SensorGroup::battery};
-    if (is("TW"))
-        return {QStringLiteral("Wi-Fi"), SensorGroup::system};
-    if (is("Ts"))
-        return {QStringLiteral("Palm Rest"), SensorGroup::system};
-    if (is("Ta"))
-        return {QStringLiteral("Airflow"), SensorGroup::system};
-    if (is("TA"))
-        return {QStringLiteral("Ambient"), SensorGroup::system};
-    if (is("TP"))
-        return {QStringLiteral("Platform Controller Hub"), SensorGroup::system};
-    if (is("TI"))
-        return {QStringLiteral("Thunderbolt"), SensorGroup::system};
-    if (is("TC")) {
-        if (key == QLatin1String("TC0P"))
-            return {QStringLiteral("CPU Proximity"), SensorGroup::cpu};
-        if (key.size() == 4 && key.endsWith(QLatin1Char('C')) && key[2].isDigit())
-            return {QStringLiteral("CPU Core"), SensorGroup::cpu};
-        return {QStringLiteral("CPU Die"), SensorGroup::cpu};
-    }
+    for (const TemperatureFamily& family : temperatureFamilies)
+        if (prefix == QLatin1String(family.prefix))
+            return {family.name ? QString::fromLatin1(family.name) : cpuTemperatureName(key), family.group};
     return {QStringLiteral("Sensor ") + key, SensorGroup::other};
 }
 
@@ -54,12 +63,14 @@ bool isPlausible(SensorKind kind, double value)
     return value >= 0.0 && value < 1000.0;
 }
 
-std::vector<Sensor> SensorMonitor::catalogue(std::vector<SensorCandidate> candidates)
+std::vector<Sensor> SensorMonitor::catalogue(std::vector<Sensor> candidates)
 {
     std::vector<Sensor> found;
-    for (auto& c : candidates)
-        if (isPlausible(c.kind, c.value))
-            found.push_back(Sensor{std::move(c.key), std::move(c.name), c.group, c.kind, c.value, c.value});
+    for (Sensor& c : candidates)
+        if (isPlausible(c.kind, c.value)) {
+            c.peak = c.value;
+            found.push_back(std::move(c));
+        }
     std::stable_sort(found.begin(), found.end(), [](const Sensor& a, const Sensor& b) { return a.key < b.key; });
 
     std::map<QString, int> occurrences;

@@ -53,21 +53,13 @@ struct TemperatureSummary {
     double maximum = 0;
 };
 
-// What a source finds during its discovery walk, before filtering, sorting and numbering.
-struct SensorCandidate {
-    QString key;
-    QString name;
-    SensorGroup group = SensorGroup::other;
-    SensorKind kind = SensorKind::temperature;
-    double value = 0;
-};
-
 // Where sensor readings come from: the SMC, or the kernel's hwmon and thermal interfaces.
-// discover() runs once on a background thread; the other calls come from the main thread after it.
+// discover() runs once on a background thread and returns every candidate with its first value,
+// before filtering, sorting and numbering; the other calls come from the main thread after it.
 class SensorSource {
 public:
     virtual ~SensorSource() = default;
-    virtual std::vector<SensorCandidate> discover() = 0;
+    virtual std::vector<Sensor> discover() = 0;
     // Known after discover().
     virtual int fanCount() = 0;
     // The current value of a discovered sensor; nullopt when the read fails.
@@ -115,7 +107,7 @@ public:
     std::optional<Sensor> sensor(const QString& key) const;
 
     // Filters, sorts by key and numbers repeated names: the catalogue a discovery walk yields.
-    static std::vector<Sensor> catalogue(std::vector<SensorCandidate> candidates);
+    static std::vector<Sensor> catalogue(std::vector<Sensor> candidates);
 
 Q_SIGNALS:
     // Emitted on the main thread once the catalogue has been published.

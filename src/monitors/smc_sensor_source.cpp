@@ -44,9 +44,9 @@ std::optional<double> SMCSensorSource::value(const std::string& key)
     return v ? v->doubleValue() : std::nullopt;
 }
 
-std::vector<SensorCandidate> SMCSensorSource::discover()
+std::vector<Sensor> SMCSensorSource::discover()
 {
-    std::vector<SensorCandidate> found;
+    std::vector<Sensor> found;
     if (!m_smc.isOpen())
         return found;
     const int count = m_smc.keyCount();

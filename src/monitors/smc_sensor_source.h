@@ -11,7 +11,7 @@ class SMCSensorSource : public SensorSource {
 public:
     explicit SMCSensorSource(SMC& smc);
 
-    std::vector<SensorCandidate> discover() override;
+    std::vector<Sensor> discover() override;
     int fanCount() override;
     std::optional<double> read(const QString& key) override;
     std::optional<Fan> readFan(int index) override;

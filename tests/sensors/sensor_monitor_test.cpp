@@ -2,6 +2,7 @@
 #include "platform/linux/hwmon_sensor_source.h"
 
 #include "../support/test_support.h"
+#include "catalogue_text.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,14 +18,6 @@ namespace {
 std::shared_ptr<HwmonSensorSource> hwmon(const QString& root)
 {
     return std::make_shared<HwmonSensorSource>(SysFs(root.toStdString()));
-}
-
-QStringList describe(const std::vector<Sensor>& sensors)
-{
-    QStringList out;
-    for (const Sensor& s : sensors)
-        out << QStringLiteral("%1=%2=%3=%4").arg(s.key, s.name, enumName(s.group)).arg(s.value);
-    return out;
 }
 
 // A copy of a fixture tree that a test may change.
@@ -76,7 +69,7 @@ TEST(HwmonSensors, MapsADesktopsChipsIntoTheCatalogue)
     // Out of range: nvme Sensor 2 (-273 °C), coretemp Core 2 (0) and Core 3 (125); Core 4 cannot be read.
     // Repeated names are numbered in key order; the second NVMe drive gets its own key; the thermal
     // zone is not used because hwmon has temperatures.
-    EXPECT_EQ(describe(monitor.sensors), QStringList({
+    EXPECT_EQ(catalogueText(monitor.sensors), QStringList({
                                              "acpitz/temp1=acpitz 1=system=27.8",
                                              "acpitz/temp2=acpitz 2=system=29.8",
                                              "amdgpu/in0=vddgfx=power=0.8",
@@ -145,7 +138,7 @@ TEST(HwmonSensors, ThermalZonesStandInWithoutHwmonTemperatures)
 {
     SensorMonitor monitor(hwmon(test::fixture("sensors/thermal-only")));
     monitor.discoverNow();
-    EXPECT_EQ(describe(monitor.sensors), QStringList({
+    EXPECT_EQ(catalogueText(monitor.sensors), QStringList({
                                              "thermal_zone0=cpu-thermal=cpu=55",
                                              "thermal_zone1=gpu-thermal=other=51",
                                          }));
@@ -156,7 +149,7 @@ TEST(HwmonSensors, TheAppleSMCChipIsNamedByItsKeys)
 {
     SensorMonitor monitor(hwmon(test::fixture("sensors/applesmc-hwmon")));
     monitor.discoverNow();
-    EXPECT_EQ(describe(monitor.sensors), QStringList({
+    EXPECT_EQ(catalogueText(monitor.sensors), QStringList({
                                              "TA0P=Ambient=system=27",
                                              "TB0T=Battery=battery=30.5",
                                              "TC0P=CPU Proximity=cpu=50.5",
@@ -170,25 +163,25 @@ TEST(HwmonSensors, TheAppleSMCChipIsNamedByItsKeys)
 
 TEST(SensorMonitor, CPUTemperatureFallsBackToTheHottestSensor)
 {
-    std::vector<SensorCandidate> candidates{
+    std::vector<Sensor> candidates{
         {"nvme/temp1", "Composite", SensorGroup::storage, SensorKind::temperature, 44},
         {"amdgpu/temp1", "edge", SensorGroup::gpu, SensorKind::temperature, 61},
         {"amdgpu/power1", "PPT", SensorGroup::power, SensorKind::power, 90},
     };
     class Fixed : public SensorSource {
     public:
-        explicit Fixed(std::vector<SensorCandidate> c) : m_c(std::move(c)) {}
-        std::vector<SensorCandidate> discover() override { return m_c; }
+        explicit Fixed(std::vector<Sensor> c) : m_c(std::move(c)) {}
+        std::vector<Sensor> discover() override { return m_c; }
         int fanCount() override { return 0; }
         std::optional<double> read(const QString&) override { return std::nullopt; }
         std::optional<Fan> readFan(int) override { return std::nullopt; }
-        std::vector<SensorCandidate> m_c;
+        std::vector<Sensor> m_c;
     };
     SensorMonitor monitor(std::make_shared<Fixed>(candidates));
     monitor.discoverNow();
     EXPECT_EQ(monitor.cpuTemperature(), 61); // the 90 W reading is not a temperature
 
-    SensorMonitor empty(std::make_shared<Fixed>(std::vector<SensorCandidate>{}));
+    SensorMonitor empty(std::make_shared<Fixed>(std::vector<Sensor>{}));
     empty.discoverNow();
     EXPECT_EQ(empty.cpuTemperature(), std::nullopt);
     empty.sample();

@@ -3,6 +3,7 @@
 #include "platform/linux/applesmc_transport.h"
 
 #include "../support/test_support.h"
+#include "catalogue_text.h"
 
 #include <QDir>
 #include <QFile>
@@ -173,31 +174,26 @@ TEST(SMCSensorSource, DiscoversNamesFiltersAndNumbersTheCatalogue)
     monitor.discoverNow();
     ASSERT_TRUE(monitor.isReady);
 
-    QStringList listed;
-    for (const Sensor& s : monitor.sensors)
-        listed << s.key + "=" + s.name + "=" + QString::number(s.value);
     // Sorted by key; 0 (TH0A), 5.0 (Ts0P), 125.0 (Tx0X) and 130.75 (TG0P) are not sensors; MSAc is not a
     // temperature and not in the power table.
-    EXPECT_EQ(listed, QStringList({
-                          "ID0R=DC In 1=3.125",
-                          "PCPC=CPU Package=42",
-                          "PSTR=System Total=80",
-                          "TA0P=Ambient=27",
-                          "TB0T=Battery=30.5",
-                          "TC0C=CPU Core 1=58",
-                          "TC0D=CPU Die 1=60.25",
-                          "TC0E=CPU Die 2=61",
-                          "TC0P=CPU Proximity=50.5",
-                          "TC1C=CPU Core 2=59",
-                          "TM0P=Memory=47",
-                          "Tp01=CPU Performance Core 1=65",
-                          "Tp05=CPU Performance Core 2=67.5",
-                          "VD0R=DC In 2=12",
-                      }));
+    EXPECT_EQ(catalogueText(monitor.sensors), QStringList({
+                                                  "ID0R=DC In 1=power=3.125",
+                                                  "PCPC=CPU Package=power=42",
+                                                  "PSTR=System Total=power=80",
+                                                  "TA0P=Ambient=system=27",
+                                                  "TB0T=Battery=battery=30.5",
+                                                  "TC0C=CPU Core 1=cpu=58",
+                                                  "TC0D=CPU Die 1=cpu=60.25",
+                                                  "TC0E=CPU Die 2=cpu=61",
+                                                  "TC0P=CPU Proximity=cpu=50.5",
+                                                  "TC1C=CPU Core 2=cpu=59",
+                                                  "TM0P=Memory=memory=47",
+                                                  "Tp01=CPU Performance Core 1=cpu=65",
+                                                  "Tp05=CPU Performance Core 2=cpu=67.5",
+                                                  "VD0R=DC In 2=power=12",
+                                              }));
     EXPECT_EQ(monitor.sensor("ID0R")->kind, SensorKind::current);
     EXPECT_EQ(monitor.sensor("VD0R")->kind, SensorKind::voltage);
-    EXPECT_EQ(monitor.sensor("PSTR")->group, SensorGroup::power);
-    EXPECT_EQ(monitor.sensor("TB0T")->group, SensorGroup::battery);
     EXPECT_EQ(monitor.fanCount, 2);
     EXPECT_EQ(monitor.cpuTemperature(), 67.5);
 }

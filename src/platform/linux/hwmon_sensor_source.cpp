@@ -77,7 +77,7 @@ std::optional<double> HwmonSensorSource::readChannel(const Channel& channel) con
     return raw ? std::optional<double>(*raw / channel.divisor) : std::nullopt;
 }
 
-void HwmonSensorSource::addCandidate(std::vector<SensorCandidate>& found, SensorCandidate candidate, Channel channel)
+void HwmonSensorSource::addCandidate(std::vector<Sensor>& found, Sensor candidate, Channel channel)
 {
     // A sensor that cannot be read at discovery cannot pass the plausibility filter either.
     const auto value = readChannel(channel);
@@ -89,7 +89,7 @@ void HwmonSensorSource::addCandidate(std::vector<SensorCandidate>& found, Sensor
 }
 
 void HwmonSensorSource::discoverChip(const std::string& dir, const QString& chip, const QString& keyPrefix,
-                                     std::vector<SensorCandidate>& found)
+                                     std::vector<Sensor>& found)
 {
     const bool isAppleSMC = chip == QLatin1String("applesmc");
     const bool isWiFi = chip.startsWith(QLatin1String("iwlwifi")) || chip.startsWith(QLatin1String("ath"));
@@ -111,7 +111,7 @@ void HwmonSensorSource::discoverChip(const std::string& dir, const QString& chip
             continue;
         }
         const QString label = text(m_sysfs.readLine(base + "_label"));
-        SensorCandidate c;
+        Sensor c;
         c.key = keyPrefix + QString::fromStdString(a.type + std::to_string(a.index));
         c.name = label.isEmpty() ? chip : label;
         c.group = SensorGroup::power;
@@ -140,7 +140,7 @@ void HwmonSensorSource::discoverChip(const std::string& dir, const QString& chip
     }
 }
 
-void HwmonSensorSource::discoverThermalZones(std::vector<SensorCandidate>& found)
+void HwmonSensorSource::discoverThermalZones(std::vector<Sensor>& found)
 {
     for (const std::string& zone : numericOrder(m_sysfs.list(thermalClass), "thermal_zone")) {
         const std::string dir = std::string(thermalClass) + "/" + zone;
@@ -154,11 +154,11 @@ void HwmonSensorSource::discoverThermalZones(std::vector<SensorCandidate>& found
     }
 }
 
-std::vector<SensorCandidate> HwmonSensorSource::discover()
+std::vector<Sensor> HwmonSensorSource::discover()
 {
     m_channels.clear();
     m_fans.clear();
-    std::vector<SensorCandidate> found;
+    std::vector<Sensor> found;
     std::map<QString, int> chipsSeen;
     for (const std::string& entry : numericOrder(m_sysfs.list(hwmonClass), "hwmon")) {
         const std::string dir = std::string(hwmonClass) + "/" + entry;
@@ -170,7 +170,7 @@ std::vector<SensorCandidate> HwmonSensorSource::discover()
         const QString keyPrefix = (seen == 1 ? chip : chip + QLatin1Char('-') + QString::number(seen)) + QLatin1Char('/');
         discoverChip(dir, chip, keyPrefix, found);
     }
-    const bool hasTemperature = std::any_of(found.begin(), found.end(), [](const SensorCandidate& c) {
+    const bool hasTemperature = std::any_of(found.begin(), found.end(), [](const Sensor& c) {
         return c.kind == SensorKind::temperature;
     });
     if (!hasTemperature)

@@ -17,7 +17,7 @@ class HwmonSensorSource : public SensorSource {
 public:
     explicit HwmonSensorSource(SysFs sysfs);
 
-    std::vector<SensorCandidate> discover() override;
+    std::vector<Sensor> discover() override;
     int fanCount() override;
     std::optional<double> read(const QString& key) override;
     std::optional<Fan> readFan(int index) override;
@@ -36,9 +36,9 @@ private:
 
     std::optional<double> readChannel(const Channel& channel) const;
     void discoverChip(const std::string& dir, const QString& chip, const QString& keyPrefix,
-                      std::vector<SensorCandidate>& found);
-    void discoverThermalZones(std::vector<SensorCandidate>& found);
-    void addCandidate(std::vector<SensorCandidate>& found, SensorCandidate candidate, Channel channel);
+                      std::vector<Sensor>& found);
+    void discoverThermalZones(std::vector<Sensor>& found);
+    void addCandidate(std::vector<Sensor>& found, Sensor candidate, Channel channel);
 
     SysFs m_sysfs;
     std::map<QString, Channel> m_channels;
