@@ -8,9 +8,11 @@
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
-    : QObject(parent), sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
+    : QObject(parent), m_settings(settings),
+      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }), sensors(systemSensorSource()),
+      battery(systemBatteryReader())
 {
+    network.now = [this] { return now(); };
 }
 
 Hub::~Hub() = default;
@@ -57,7 +59,8 @@ void Hub::tick()
 
     // 1. cpu, memory, processes, gpu
     // 2. disk activity, and the volume list when older than 10 s or empty
-    // 3. network (ping target from pingHost)
+    network.pingHost = config.pingHost;
+    network.sample();
     sensors.sample();
     battery.sample();
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them

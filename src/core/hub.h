@@ -2,6 +2,7 @@
 
 #include "core/app_settings.h"
 #include "monitors/battery_monitor.h"
+#include "monitors/network_monitor.h"
 #include "monitors/sensor_monitor.h"
 
 #include <QObject>
@@ -25,9 +26,6 @@ public:
 
     AppSettings& settings() const { return m_settings; }
 
-    SensorMonitor sensors;
-    BatteryMonitor battery;
-
     // The application role: discovery, the writable history store, one tick at once, then the timer.
     void start();
     // The MCP server role: the same with a read-only history store and no rules and no recording.
@@ -50,6 +48,10 @@ public:
     std::function<double()> now;
 
     const QTimer* timer() const { return m_timer.get(); }
+
+    NetworkMonitor network;
+    SensorMonitor sensors;
+    BatteryMonitor battery;
 
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);
