@@ -30,14 +30,19 @@ std::optional<AttributeName> parseAttribute(const std::string& name)
         ++i;
     if (digits == 0 || i == digits || i >= name.size() || name[i] != '_')
         return std::nullopt;
-    return AttributeName{name.substr(0, digits), std::stoi(name.substr(digits, i - digits)), name.substr(i + 1)};
+    const auto index = SysText::toInt(std::string_view(name).substr(digits, i - digits));
+    if (!index || *index > 100000)
+        return std::nullopt;
+    return AttributeName{name.substr(0, digits), int(*index), name.substr(i + 1)};
 }
 
 // hwmon10 after hwmon9: the numeric suffix orders entries the way the kernel created them.
 std::vector<std::string> numericOrder(std::vector<std::string> names, std::string_view prefix)
 {
     std::erase_if(names, [&](const std::string& n) { return n.rfind(prefix, 0) != 0; });
-    const auto number = [&](const std::string& n) { return std::atoi(n.c_str() + prefix.size()); };
+    const auto number = [&](const std::string& n) {
+        return SysText::toInt(std::string_view(n).substr(prefix.size())).value_or(INT64_MAX);
+    };
     std::stable_sort(names.begin(), names.end(),
                      [&](const std::string& a, const std::string& b) { return number(a) < number(b); });
     return names;
