@@ -1,12 +1,16 @@
 #include "core/hub.h"
 
+#include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/power_supply_reader.h"
+
 #include <QDateTime>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
     : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
+      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }), sensors(systemSensorSource()),
+      battery(systemBatteryReader())
 {
     network.now = [this] { return now(); };
 }
@@ -26,6 +30,7 @@ void Hub::startHeadless()
 
 void Hub::startCommon()
 {
+    sensors.start();
     tick();
     reschedule();
 }
@@ -56,7 +61,8 @@ void Hub::tick()
     // 2. disk activity, and the volume list when older than 10 s or empty
     network.pingHost = config.pingHost;
     network.sample();
-    // 4. sensors, battery
+    sensors.sample();
+    battery.sample();
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
     // 7. history row (only while recording)
@@ -70,7 +76,12 @@ void Hub::tick()
 
 std::optional<double> Hub::menubarTemperature() const
 {
-    return std::nullopt;
+    if (const auto& key = m_settings.config().menubarSensorKey)
+        if (const auto chosen = sensors.sensor(*key))
+            return chosen->value;
+    if (const auto cpu = sensors.cpuTemperature())
+        return cpu;
+    return battery.temperature;
 }
 
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
