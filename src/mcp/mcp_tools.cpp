@@ -8,9 +8,13 @@
 #include "mcp/mcp_values.h"
 #include "mcp/tool_error.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
+#include <QDeadlineTimer>
+#include <QThread>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace pulsebar {
@@ -42,6 +46,69 @@ QJsonObject wifiObject(const WiFiInfo& wifi)
     if (wifi.band)
         object.insert("band", *wifi.band);
     return object;
+}
+
+QString groupName(SensorGroup group)
+{
+    static const std::array<QString, 8> names{"CPU", "GPU", "Memory", "Storage", "Battery", "Power", "System", "Other"};
+    return names[std::size_t(group)];
+}
+
+QJsonObject describe(const Sensor& sensor)
+{
+    return QJsonObject{
+        {"name", sensor.name},
+        {"group", groupName(sensor.group)},
+        {"kind", enumName(sensor.kind)},
+        {"value", r(sensor.value)},
+        {"peak_since_start", r(sensor.peak)},
+    };
+}
+
+// The temperature sensors, hottest first; equal values keep their catalogue order.
+std::vector<Sensor> temperaturesHottestFirst(const SensorMonitor& sensors)
+{
+    std::vector<Sensor> result;
+    std::copy_if(sensors.sensors.begin(), sensors.sensors.end(), std::back_inserter(result),
+                 [](const Sensor& s) { return s.kind == SensorKind::temperature; });
+    std::stable_sort(result.begin(), result.end(), [](const Sensor& a, const Sensor& b) { return a.value > b.value; });
+    return result;
+}
+
+// (rpm - min) / (max - min) in percent, at most 100; 0 for a fan without a range or below its minimum.
+double percentOfRange(const Fan& fan)
+{
+    if (fan.maximum <= fan.minimum)
+        return 0;
+    const double share = (fan.rpm - fan.minimum) / (fan.maximum - fan.minimum) * 100.0;
+    return share < 0 ? 0 : std::min(share, 100.0);
+}
+
+qint64 wholeRpm(double rpm)
+{
+    return std::isfinite(rpm) ? std::llround(rpm) : 0;
+}
+
+QJsonArray fanSpeeds(const std::vector<Fan>& fans)
+{
+    QJsonArray speeds;
+    for (const Fan& fan : fans)
+        speeds.append(wholeRpm(fan.rpm));
+    return speeds;
+}
+
+// What the adapter says about itself: its name, with its rated power when it gives one.
+std::optional<QString> adapterDescription(const BatteryMonitor& battery)
+{
+    if (!battery.onAC)
+        return std::nullopt;
+    if (battery.adapterName && battery.adapterWatts)
+        return *battery.adapterName + QStringLiteral(" (") + QString::number(*battery.adapterWatts) + QStringLiteral(" W)");
+    if (battery.adapterName)
+        return battery.adapterName;
+    if (battery.adapterWatts)
+        return QString::number(*battery.adapterWatts) + QStringLiteral(" W adapter");
+    return std::nullopt;
 }
 
 } // namespace
@@ -97,6 +164,28 @@ QJsonObject MCPTools::getOverview()
     if (network.pingMs)
         networkObject.insert("ping_ms", r(*network.pingMs));
     overview.insert("network", networkObject);
+
+    awaitSensorDiscovery();
+    const SensorMonitor& sensors = m_hub.sensors;
+    overview.insert("fans_rpm", fanSpeeds(sensors.fans));
+    if (const auto temperature = m_hub.menubarTemperature())
+        overview.insert("cpu_temperature_c", r(*temperature));
+    if (const auto hottest = temperaturesHottestFirst(sensors); !hottest.empty())
+        overview.insert("hottest_sensor", hottest.front().name + QLatin1Char(' ')
+                                              + Fmt::number(r(hottest.front().value).toDouble(), 1)
+                                              + QString::fromUtf8(" °C"));
+    if (const auto systemPower = sensors.sensor(QStringLiteral("PSTR")))
+        overview.insert("system_power_watts", r(systemPower->value));
+
+    const BatteryMonitor& battery = m_hub.battery;
+    if (battery.present) {
+        QJsonObject batteryObject{{"percent", r(battery.percent)}, {"state", battery.stateDescription()}};
+        if (battery.minutesRemaining)
+            batteryObject.insert("time_remaining", McpValue::hoursMinutes(*battery.minutesRemaining));
+        if (const auto health = battery.healthPercent())
+            batteryObject.insert("health_percent", r(*health));
+        overview.insert("battery", batteryObject);
+    }
     if (const auto thermal = thermalState(m_machine->readThermalZones()))
         overview.insert("thermal", enumName(*thermal));
     return overview;
@@ -176,17 +265,113 @@ QJsonObject MCPTools::getHistory(const QJsonObject& arguments)
 
 // ---- get_sensors ----
 
+void MCPTools::awaitSensorDiscovery()
+{
+    SensorMonitor& sensors = m_hub.sensors;
+    if (sensors.isReady)
+        return;
+    // A hub that was never started has not discovered: discover here. Otherwise discovery runs once in
+    // the background from the hub's start, and a call that arrives first waits for it (briefly: it is a
+    // walk over a few files) instead of calling the sensors inaccessible. Only the monitor's own
+    // hand-over is delivered here, so no later request is handled out of order.
+    sensors.discoverNow();
+    const QDeadlineTimer deadline(3000);
+    while (!sensors.isReady && !deadline.hasExpired()) {
+        QCoreApplication::sendPostedEvents(&sensors, QEvent::MetaCall);
+        if (!sensors.isReady)
+            QThread::msleep(2);
+    }
+    if (sensors.isReady && sensors.fans.empty() && sensors.fanCount > 0)
+        sensors.sample();
+}
+
 QJsonObject MCPTools::getSensors(const QJsonObject& arguments)
 {
-    Q_UNUSED(arguments);
-    return QJsonObject{{"note", "Sensors are not accessible on this computer."}};
+    const bool allSensors = McpArgument::boolean(arguments, QLatin1String("all_sensors")).value_or(false);
+    awaitSensorDiscovery();
+    const SensorMonitor& sensors = m_hub.sensors;
+    if (!sensors.isReady || (sensors.sensors.empty() && sensors.fans.empty()))
+        return QJsonObject{{"note", "Sensors are not accessible on this computer."}};
+
+    QJsonArray groups;
+    for (const SensorGroup group : allCases<SensorGroup>())
+        if (const auto summary = sensors.summary(group))
+            groups.append(QJsonObject{{"group", groupName(group)},
+                                      {"average_c", r(summary->average)},
+                                      {"max_c", r(summary->maximum)}});
+    QJsonArray hottest;
+    for (const Sensor& sensor : temperaturesHottestFirst(sensors)) {
+        if (hottest.size() == 10)
+            break;
+        hottest.append(describe(sensor));
+    }
+    QJsonArray fans;
+    for (const Fan& fan : sensors.fans)
+        fans.append(QJsonObject{{"fan", fan.index + 1},
+                                {"rpm", wholeRpm(fan.rpm)},
+                                {"min_rpm", wholeRpm(fan.minimum)},
+                                {"max_rpm", wholeRpm(fan.maximum)},
+                                {"percent_of_range", r(percentOfRange(fan))}});
+    QJsonArray power;
+    for (const Sensor& sensor : sensors.sensors)
+        if (sensor.kind == SensorKind::power)
+            power.append(describe(sensor));
+
+    QJsonObject result{
+        {"temperature_groups", groups},
+        {"hottest_sensors_c", hottest},
+        {"fans", fans},
+        {"power_watts", power},
+    };
+    if (allSensors) {
+        QJsonArray every;
+        for (const Sensor& sensor : sensors.sensors) {
+            QJsonObject described = describe(sensor);
+            described.insert("key", sensor.key);
+            every.append(described);
+        }
+        result.insert("all_sensors", every);
+    }
+    return result;
 }
 
 // ---- get_battery ----
 
 QJsonObject MCPTools::getBattery()
 {
-    return QJsonObject{{"present", false}};
+    const BatteryMonitor& battery = m_hub.battery;
+    if (!battery.present)
+        return QJsonObject{{"present", false}};
+    QJsonArray accessories;
+    for (const BluetoothBattery& accessory : battery.bluetooth)
+        accessories.append(QJsonObject{{"name", accessory.name}, {"percent", accessory.percent}});
+    QJsonObject result{
+        {"present", true},
+        {"percent", r(battery.percent)},
+        {"state", battery.stateDescription()},
+        {"on_power_adapter", battery.onAC},
+        {"low_power_mode", battery.lowPowerMode},
+        {"bluetooth_devices", accessories},
+    };
+    if (battery.minutesRemaining)
+        result.insert("time_remaining", McpValue::hoursMinutes(*battery.minutesRemaining));
+    if (const auto health = battery.healthPercent())
+        result.insert("health_percent", r(*health));
+    if (const auto condition = battery.displayedCondition())
+        result.insert("condition", *condition);
+    if (battery.cycleCount)
+        result.insert("cycle_count", *battery.cycleCount);
+    if (battery.designCapacity)
+        result.insert("design_capacity_mah", *battery.designCapacity);
+    if (battery.maxCapacity)
+        result.insert("max_capacity_mah", *battery.maxCapacity);
+    if (battery.temperature)
+        result.insert("temperature_c", r(*battery.temperature));
+    if (const auto draw = battery.powerDraw())
+        result.insert("power_watts", r(*draw));
+    if (const auto adapter = adapterDescription(battery))
+        result.insert("adapter", *adapter);
+    return result;
 }
 
 // ---- get_network ----

@@ -52,6 +52,8 @@ public:
     static QJsonValue speedTests(const QJsonValue& saved);
 
 private:
+    void awaitSensorDiscovery();
+
     Hub& m_hub;
     std::unique_ptr<MachineReader> m_machine;
     std::optional<QString> m_model;     // read once: they cannot change while the process runs

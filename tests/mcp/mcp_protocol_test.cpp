@@ -16,15 +16,10 @@ class McpProtocol : public ::testing::Test {
 protected:
     QTemporaryDir home;
 
-    // The server samples the network like the app does; here its ping and public-address request stay
-    // on this machine.
     RunResult serve(const QByteArray& input)
     {
-        writeFile(home.path() + "/.config/pulsebar/preferences.json",
-                  R"({"PulsebarConfig.v1": {"pingHost": "127.0.0.1"}})");
         QProcessEnvironment env;
         env.insert("PULSEBAR_SYSROOT", fixture("mcp/sysroot"));
-        env.insert("PULSEBAR_IPIFY_URL", "http://127.0.0.1:9/");
         return runPulsebar({"--mcp"}, home.path(), input, env);
     }
 

@@ -27,9 +27,9 @@ QJsonObject parse(const char* json)
     return object;
 }
 
-QString pretty(const QJsonObject& object)
+std::string pretty(const QJsonObject& object)
 {
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented));
+    return QJsonDocument(object).toJson(QJsonDocument::Indented).toStdString();
 }
 
 #define EXPECT_JSON_EQ(actual, expected) EXPECT_EQ(pretty(actual), pretty(expected))
@@ -141,4 +141,138 @@ TEST_F(McpTools, NetworkReportsRatesAddressesWifiAndSpeedTests)
     EXPECT_JSON_EQ(tools->getNetwork()["speed_tests"].toArray().at(0).toObject(), parse(R"json({
         "time": "2026-03-05T13:06:40+00:00", "download": "11.9 MB/s", "upload": "2.4 MB/s",
         "responsiveness_rpm": 1200, "latency_under_load_ms": 50})json"));
+}
+
+namespace {
+
+Sensor sensor(const char* key, const char* name, SensorGroup group, SensorKind kind, double value, double peak)
+{
+    return Sensor{key, name, group, kind, value, peak};
+}
+
+void fillSensors(SensorMonitor& s)
+{
+    s.sensors = {
+        sensor("coretemp/temp1", "Package id 0", SensorGroup::cpu, SensorKind::temperature, 61.04, 70.96),
+        sensor("coretemp/temp2", "Core 0", SensorGroup::cpu, SensorKind::temperature, 58.0, 58.0),
+        sensor("nvme/temp1", "Composite", SensorGroup::storage, SensorKind::temperature, 41.25, 44.0),
+        sensor("PSTR", "System Total", SensorGroup::power, SensorKind::power, 18.26, 30.0),
+        sensor("in0", "DC In", SensorGroup::power, SensorKind::voltage, 20.1, 20.2),
+    };
+    s.fans = {Fan{0, 2400.4, 1200, 6000}, Fan{1, 1000, 2000, 2000}, Fan{2, 900, 1200, 5000}};
+    s.fanCount = 3;
+    s.isReady = true;
+}
+
+} // namespace
+
+TEST_F(McpTools, SensorsGroupTemperaturesRankTheHottestAndPlaceFansInTheirRange)
+{
+    fillSensors(hub->sensors);
+    const QJsonObject result = tools->getSensors({});
+    EXPECT_JSON_EQ(result, parse(R"json({
+        "temperature_groups": [
+            {"group": "CPU", "average_c": 59.5, "max_c": 61},
+            {"group": "Storage", "average_c": 41.2, "max_c": 41.2}],
+        "hottest_sensors_c": [
+            {"name": "Package id 0", "group": "CPU", "kind": "temperature", "value": 61, "peak_since_start": 71},
+            {"name": "Core 0", "group": "CPU", "kind": "temperature", "value": 58, "peak_since_start": 58},
+            {"name": "Composite", "group": "Storage", "kind": "temperature", "value": 41.2, "peak_since_start": 44}],
+        "fans": [
+            {"fan": 1, "rpm": 2400, "min_rpm": 1200, "max_rpm": 6000, "percent_of_range": 25},
+            {"fan": 2, "rpm": 1000, "min_rpm": 2000, "max_rpm": 2000, "percent_of_range": 0},
+            {"fan": 3, "rpm": 900, "min_rpm": 1200, "max_rpm": 5000, "percent_of_range": 0}],
+        "power_watts": [
+            {"name": "System Total", "group": "Power", "kind": "power", "value": 18.3, "peak_since_start": 30}]
+    })json"));
+
+    const QJsonArray every = tools->getSensors({{"all_sensors", true}})["all_sensors"].toArray();
+    ASSERT_EQ(every.size(), 5);
+    EXPECT_JSON_EQ(every[4].toObject(), parse(R"json({"name": "DC In", "group": "Power", "kind": "voltage",
+        "value": 20.1, "peak_since_start": 20.2, "key": "in0"})json"));
+    EXPECT_FALSE(tools->getSensors({{"all_sensors", "yes"}}).contains("all_sensors"));
+
+    // Eleven temperatures: only the ten hottest are listed.
+    for (int i = 0; i < 8; ++i)
+        hub->sensors.sensors.push_back(
+            sensor("x", "Extra", SensorGroup::other, SensorKind::temperature, 30 + i, 30 + i));
+    EXPECT_EQ(tools->getSensors({})["hottest_sensors_c"].toArray().size(), 10);
+}
+
+TEST_F(McpTools, SensorsWithoutACatalogueSaySo)
+{
+    // Discovery found neither an SMC nor hwmon chips nor thermal zones.
+    hub->sensors.isReady = true;
+    EXPECT_JSON_EQ(tools->getSensors({}), parse(R"json({"note": "Sensors are not accessible on this computer."})json"));
+}
+
+TEST_F(McpTools, BatteryReportsEveryKnownFigureAndLeavesOutTheRest)
+{
+    EXPECT_JSON_EQ(tools->getBattery(), parse(R"json({"present": false})json"));
+
+    BatteryMonitor& b = hub->battery;
+    b.present = true;
+    b.percent = 56.78;
+    b.isCharging = false;
+    b.onAC = false;
+    b.minutesRemaining = 185;
+    b.cycleCount = 412;
+    b.designCapacity = 5000;
+    b.maxCapacity = 3900;
+    b.temperature = 31.06;
+    b.voltage = 12.6;
+    b.amperage = -1.5;
+    b.lowPowerMode = true;
+    b.bluetooth = {{"Keyboard", 80}, {"Mouse", 15}};
+    EXPECT_JSON_EQ(tools->getBattery(), parse(R"json({
+        "present": true, "percent": 56.8, "state": "On battery", "on_power_adapter": false,
+        "low_power_mode": true, "time_remaining": "3:05", "health_percent": 78,
+        "condition": "Service Recommended", "cycle_count": 412, "design_capacity_mah": 5000,
+        "max_capacity_mah": 3900, "temperature_c": 31.1, "power_watts": -18.9,
+        "bluetooth_devices": [{"name": "Keyboard", "percent": 80}, {"name": "Mouse", "percent": 15}]
+    })json"));
+
+    b.percent = 99.6;
+    b.minutesRemaining.reset();
+    b.cycleCount.reset();
+    b.designCapacity.reset();
+    b.maxCapacity.reset();
+    b.temperature.reset();
+    b.amperage.reset();
+    b.lowPowerMode = false;
+    b.bluetooth.clear();
+    b.onAC = true;
+    b.adapterName = "USB-C";
+    b.adapterWatts = 65;
+    EXPECT_JSON_EQ(tools->getBattery(), parse(R"json({
+        "present": true, "percent": 99.6, "state": "Charged", "on_power_adapter": true,
+        "low_power_mode": false, "adapter": "USB-C (65 W)", "bluetooth_devices": []
+    })json"));
+}
+
+TEST_F(McpTools, OverviewCarriesTheSensorAndBatterySummaries)
+{
+    fillSensors(hub->sensors);
+    hub->battery.present = true;
+    hub->battery.percent = 42;
+    hub->battery.isCharging = true;
+    hub->battery.onAC = true;
+    hub->battery.minutesRemaining = 47;
+    const QJsonObject overview = tools->getOverview();
+    EXPECT_EQ(overview["time"].toString(), "2026-03-05T13:07:31+00:00");
+    EXPECT_EQ(overview["fans_rpm"].toArray(), (QJsonArray{2400, 1000, 900}));
+    EXPECT_EQ(overview["cpu_temperature_c"].toDouble(), 61.0);
+    EXPECT_EQ(overview["hottest_sensor"].toString(), QString::fromUtf8("Package id 0 61.0 °C"));
+    EXPECT_EQ(overview["system_power_watts"].toDouble(), 18.3);
+    EXPECT_EQ(overview["thermal"].toString(), "fair");
+    EXPECT_JSON_EQ(overview["battery"].toObject(),
+                   parse(R"json({"percent": 42, "state": "Charging", "time_remaining": "0:47"})json"));
+
+    hub->sensors.sensors.clear();
+    hub->sensors.fans.clear();
+    hub->battery.present = false;
+    const QJsonObject bare = tools->getOverview();
+    for (const char* key : {"cpu_temperature_c", "hottest_sensor", "system_power_watts", "battery"})
+        EXPECT_FALSE(bare.contains(key)) << key;
+    EXPECT_EQ(bare["fans_rpm"].toArray(), QJsonArray());
 }
