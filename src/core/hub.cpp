@@ -1,11 +1,13 @@
 #include "core/hub.h"
 
+#include "platform/linux/logind_power_assertions.h"
+
 #include <QDateTime>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings),
+    : QObject(parent), m_settings(settings), m_keepAwake(std::make_unique<LogindPowerAssertions>()),
       now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
 {
 }
