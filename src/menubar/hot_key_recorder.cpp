@@ -59,6 +59,8 @@ uint32_t keysym(int qtKey)
         return uint32_t(qtKey - Qt::Key_A + 'a'); // a grab is made on the key, whatever its case
     if (qtKey > 0x20 && qtKey < 0x7f)
         return uint32_t(qtKey);
+    if (qtKey >= 0xc0 && qtKey <= 0xde && qtKey != 0xd7)
+        return uint32_t(qtKey + 0x20); // Latin-1 letters, like A-Z, by their lower case
     if (qtKey >= 0xa0 && qtKey <= 0xff)
         return uint32_t(qtKey); // Latin-1 keysyms equal their code points
     return 0;
@@ -80,15 +82,16 @@ uint32_t modifierMask(Qt::KeyboardModifiers modifiers)
 
 QString label(int qtKey, uint32_t mask)
 {
+    // The words the Linux desktops print in their own shortcut lists (Qt says Meta for Super).
     QString out;
     if (mask & controlKey)
-        out += QKeySequence(Qt::Key_Control).toString(QKeySequence::NativeText) + QLatin1Char('+');
+        out += QStringLiteral("Ctrl+");
     if (mask & altKey)
-        out += QKeySequence(Qt::Key_Alt).toString(QKeySequence::NativeText) + QLatin1Char('+');
+        out += QStringLiteral("Alt+");
     if (mask & shiftKey)
-        out += QKeySequence(Qt::Key_Shift).toString(QKeySequence::NativeText) + QLatin1Char('+');
+        out += QStringLiteral("Shift+");
     if (mask & superKey)
-        out += QStringLiteral("Super+"); // Qt calls it Meta; the desktops say Super
+        out += QStringLiteral("Super+");
     return out + QKeySequence(qtKey).toString(QKeySequence::NativeText);
 }
 
