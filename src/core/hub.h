@@ -2,6 +2,7 @@
 
 #include "core/app_settings.h"
 #include "core/keep_awake.h"
+#include "monitors/network_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -49,6 +50,8 @@ public:
     std::function<double()> now;
 
     const QTimer* timer() const { return m_timer.get(); }
+
+    NetworkMonitor network;
 
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);

@@ -281,7 +281,13 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     MenuBarReadings r;
     r.now = hub.now ? hub.now() : double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
     r.temperature = hub.menubarTemperature();
-    // The monitors' fields join here as each monitor lands in the hub.
+    const auto values = [](const History& h) { return std::vector<double>(h.values().begin(), h.values().end()); };
+    r.internetReachable = hub.network.internetReachable;
+    r.upload = hub.network.upload;
+    r.download = hub.network.download;
+    r.uploadHistory = values(hub.network.uploadHistory);
+    r.downloadHistory = values(hub.network.downloadHistory);
+    // CPU, memory, GPU, disks, sensors and battery join here as their monitors join the hub.
     return r;
 }
 
