@@ -87,6 +87,16 @@ struct Painter {
                    part.bottom);
     }
 
+    // The faint rounded background of graphs and gauges; what is drawn until the restore() stays inside it.
+    void beginBox(const QRectF& box, qreal radius)
+    {
+        QPainterPath clip;
+        clip.addRoundedRect(box, radius, radius);
+        p.save();
+        p.setClipPath(clip);
+        p.fillRect(box, withAlpha(fg, backgroundOpacity));
+    }
+
     QRectF graphBox(const QRectF& r) const
     {
         return QRectF(r.left(), (MenuBarRenderer::height - MenuBarRenderer::graphHeight) / 2,
@@ -96,11 +106,7 @@ struct Painter {
     void graph(const MenuBarPart& part, const QRectF& r)
     {
         const QRectF box = graphBox(r);
-        QPainterPath clip;
-        clip.addRoundedRect(box, 3, 3);
-        p.save();
-        p.setClipPath(clip);
-        p.fillRect(box, withAlpha(fg, backgroundOpacity));
+        beginBox(box, 3);
         drawBars(p, box, part.values, partColor(part.color), true);
         p.restore();
     }
@@ -108,11 +114,7 @@ struct Painter {
     void mirrored(const MenuBarPart& part, const QRectF& r)
     {
         const QRectF box = graphBox(r);
-        QPainterPath clip;
-        clip.addRoundedRect(box, 3, 3);
-        p.save();
-        p.setClipPath(clip);
-        p.fillRect(box, withAlpha(fg, backgroundOpacity));
+        beginBox(box, 3);
         const qreal half = box.height() / 2;
         drawBars(p, QRectF(box.left(), box.top(), box.width(), half), part.values, partColor(PartColor::orange), true);
         drawBars(p, QRectF(box.left(), box.top() + half, box.width(), half), part.lowerValues,
@@ -124,11 +126,7 @@ struct Painter {
     {
         const QRectF box(r.left(), (MenuBarRenderer::height - MenuBarRenderer::graphHeight) / 2,
                          MenuBarRenderer::barWidth, MenuBarRenderer::graphHeight);
-        QPainterPath clip;
-        clip.addRoundedRect(box, 1.5, 1.5);
-        p.save();
-        p.setClipPath(clip);
-        p.fillRect(box, withAlpha(fg, backgroundOpacity));
+        beginBox(box, 1.5);
         const qreal h = clamp01(part.fraction) * box.height();
         p.fillRect(QRectF(box.left(), box.bottom() - h, box.width(), h), partColor(part.color));
         p.restore();

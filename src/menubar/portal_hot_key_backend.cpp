@@ -139,6 +139,20 @@ QString PortalHotKeyBackend::requestPath(const QString& token) const
     return QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2").arg(sender, token);
 }
 
+QString PortalHotKeyBackend::nextToken()
+{
+    return QStringLiteral("pulsebar%1").arg(++m_tokenCounter);
+}
+
+// Portal calls answer with a request object whose Response signal carries the result; the signal is
+// subscribed to before the call, so an answer that comes at once is not missed.
+bool PortalHotKeyBackend::request(const QString& token, const QDBusMessage& call, const char* responseSlot)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"), this, responseSlot);
+    return bus.call(call, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+}
+
 void PortalHotKeyBackend::closeSession()
 {
     if (m_session.isEmpty())
@@ -156,15 +170,12 @@ void PortalHotKeyBackend::bind()
     closeSession();
     if (m_entries.empty())
         return;
-    const QString token = QStringLiteral("pulsebar%1").arg(++m_tokenCounter);
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"), this,
-                SLOT(sessionCreated(QDBusMessage)));
+    const QString token = nextToken();
     QDBusMessage create =
         QDBusMessage::createMethodCall(portalService, portalPath, shortcutsInterface, QStringLiteral("CreateSession"));
     create << QVariantMap{{QStringLiteral("handle_token"), token},
                           {QStringLiteral("session_handle_token"), token}};
-    if (bus.call(create, QDBus::Block, 5000).type() != QDBusMessage::ReplyMessage)
+    if (!request(token, create, SLOT(sessionCreated(QDBusMessage))))
         for (const auto& [id, entry] : m_entries)
             if (onRefused)
                 onRefused(id);
@@ -187,15 +198,15 @@ void PortalHotKeyBackend::sessionCreated(const QDBusMessage& response)
         shortcuts.append({entry.identifier,
                           {{QStringLiteral("description"), QStringLiteral("Pulsebar: ") + entry.identifier},
                            {QStringLiteral("preferred_trigger"), trigger(entry.key)}}});
-    const QString token = QStringLiteral("pulsebar%1").arg(++m_tokenCounter);
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"), this,
-                SLOT(shortcutsBound(QDBusMessage)));
+    const QString token = nextToken();
     QDBusMessage bindCall =
         QDBusMessage::createMethodCall(portalService, portalPath, shortcutsInterface, QStringLiteral("BindShortcuts"));
     bindCall << QVariant::fromValue(QDBusObjectPath(m_session)) << QVariant::fromValue(shortcuts) << QString()
              << QVariantMap{{QStringLiteral("handle_token"), token}};
-    bus.call(bindCall, QDBus::NoBlock);
+    if (!request(token, bindCall, SLOT(shortcutsBound(QDBusMessage))))
+        for (const auto& [id, entry] : m_entries)
+            if (onRefused)
+                onRefused(id);
 }
 
 std::map<QString, int> PortalHotKeyBackend::idsByShortcut() const

@@ -42,6 +42,8 @@ private:
     void bind();
     void closeSession();
     QString requestPath(const QString& token) const;
+    QString nextToken();
+    bool request(const QString& token, const QDBusMessage& call, const char* responseSlot);
     std::map<QString, int> idsByShortcut() const;
 
     std::map<int, Entry> m_entries;

@@ -1,6 +1,8 @@
 #include "core/fmt.h"
+#include "core/hub.h"
 #include "menubar/menu_bar_content.h"
 
+#include <QTemporaryDir>
 #include <QTimeZone>
 
 #include <gtest/gtest.h>
@@ -192,4 +194,26 @@ TEST(MenuBarContent, WeatherSunAndClocks)
     config.clockLabel = ClockLabel::abbreviation;
     EXPECT_EQ(partsOf(ModuleKind::time, DisplayStyle::text, r, config).at(1).text, "EDT");
     EXPECT_EQ(kinds(partsOf(ModuleKind::time, DisplayStyle::icon, r, config)), std::vector<Kind>{Kind::symbol});
+}
+
+TEST(MenuBarReadings, CopiesTheHubsLiveValues)
+{
+    QTemporaryDir dir;
+    Preferences preferences(dir.path() + "/preferences.json");
+    AppSettings settings(preferences);
+    Hub hub(settings);
+    hub.now = [] { return 1773481260.0; };
+    hub.network.upload = 2048;
+    hub.network.download = 8192;
+    hub.network.uploadHistory.add(1000);
+    hub.network.uploadHistory.add(2048);
+    hub.network.internetReachable = false;
+    const MenuBarReadings r = MenuBarReadings::from(hub);
+    EXPECT_EQ(r.now, 1773481260.0);
+    EXPECT_EQ(r.upload, 2048);
+    EXPECT_EQ(r.download, 8192);
+    EXPECT_EQ(r.uploadHistory, (std::vector<double>{1000, 2048}));
+    EXPECT_EQ(r.internetReachable, false);
+    EXPECT_EQ(MenuBarContent::parts({ModuleKind::network, true, DisplayStyle::icon}, hub, settings.config()).at(0).text,
+              "network.slash");
 }
