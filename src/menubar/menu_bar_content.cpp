@@ -287,7 +287,12 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     r.download = hub.network.download;
     r.uploadHistory = values(hub.network.uploadHistory);
     r.downloadHistory = values(hub.network.downloadHistory);
-    // CPU, memory, GPU, disks, sensors and battery join here as their monitors join the hub.
+    for (const Fan& fan : hub.sensors.fans)
+        r.fanRpm = std::max(r.fanRpm.value_or(fan.rpm), fan.rpm);
+    r.hasBattery = hub.battery.present;
+    r.batteryPercent = hub.battery.percent;
+    r.batteryCharging = hub.battery.isCharging;
+    // CPU, memory, GPU and disks join here as their monitors join the hub.
     return r;
 }
 

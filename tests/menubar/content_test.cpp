@@ -2,6 +2,8 @@
 #include "core/hub.h"
 #include "menubar/menu_bar_content.h"
 
+#include "../support/test_support.h"
+
 #include <QTemporaryDir>
 #include <QTimeZone>
 
@@ -216,4 +218,23 @@ TEST(MenuBarReadings, CopiesTheHubsLiveValues)
     EXPECT_EQ(r.internetReachable, false);
     EXPECT_EQ(MenuBarContent::parts({ModuleKind::network, true, DisplayStyle::icon}, hub, settings.config()).at(0).text,
               "network.slash");
+}
+
+TEST(MenuBarReadings, ComeFromTheHubsMonitors)
+{
+    test::ScopedEnv root("PULSEBAR_SYSROOT", test::fixture("sensors/laptop-charging"));
+    QTemporaryDir dir;
+    Preferences preferences(dir.path() + "/preferences.json");
+    AppSettings settings(preferences);
+    Config c = settings.config();
+    c.pingHost = "127.0.0.1";
+    settings.setConfig(c);
+    Hub hub(settings);
+    hub.tick();
+    const MenuBarReadings r = MenuBarReadings::from(hub);
+    EXPECT_TRUE(r.hasBattery);
+    EXPECT_TRUE(r.batteryCharging);
+    EXPECT_EQ(r.batteryPercent, 51);
+    EXPECT_EQ(r.temperature, 31.2); // the battery's, with no other sensor on this machine
+    EXPECT_FALSE(r.fanRpm);
 }
