@@ -2,15 +2,16 @@
 
 #include "platform/linux/hwmon_sensor_source.h"
 #include "platform/linux/power_supply_reader.h"
+#include "platform/linux/logind_power_assertions.h"
 
 #include <QDateTime>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }), sensors(systemSensorSource()),
-      battery(systemBatteryReader())
+    : QObject(parent), now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
+      m_keepAwake(std::make_unique<LogindPowerAssertions>())
 {
     network.now = [this] { return now(); };
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "core/keep_awake.h"
 #include "monitors/battery_monitor.h"
 #include "monitors/network_monitor.h"
 #include "monitors/sensor_monitor.h"
@@ -44,6 +45,9 @@ public:
 
     std::function<void()> onTick;
 
+    KeepAwake& keepAwake() { return m_keepAwake; }
+    const KeepAwake& keepAwake() const { return m_keepAwake; }
+
     // Seconds since 1970; tests replace it to drive time-dependent logic deterministically.
     std::function<double()> now;
 
@@ -64,6 +68,7 @@ private:
     void startCommon();
 
     AppSettings& m_settings;
+    KeepAwake m_keepAwake;
     std::unique_ptr<QTimer> m_timer;
     bool m_isRecording = false;
     bool m_isHeadless = false;
