@@ -1,12 +1,23 @@
 #include "core/hub.h"
 
+#include "platform/linux/linux_cpu_reader.h"
+#include "platform/linux/linux_disk_reader.h"
+#include "platform/linux/linux_gpu_reader.h"
+#include "platform/linux/linux_memory_reader.h"
+#include "platform/linux/linux_process_reader.h"
+
 #include <QDateTime>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
     : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
+      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      cpu(std::make_unique<LinuxCPUReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      memory(std::make_unique<LinuxMemoryReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      processes(std::make_unique<LinuxProcessReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      gpu(std::make_unique<LinuxGPUReader>(SysFs::fromEnvironment())),
+      disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); })
 {
 }
 
@@ -51,8 +62,14 @@ void Hub::tick()
     Q_UNUSED(config);
     Q_UNUSED(time);
 
-    // 1. cpu, memory, processes, gpu
-    // 2. disk activity, and the volume list when older than 10 s or empty
+    cpu.sample();
+    memory.sample();
+    processes.sample();
+    gpu.sample();
+
+    disks.sampleActivity();
+    if (disks.volumeScanDue(time))
+        disks.scanVolumes(config.showNetworkDisks, config.showRemovableDisks);
     // 3. network (ping target from pingHost)
     // 4. sensors, battery
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
@@ -75,6 +92,9 @@ void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
         reschedule();
+    if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks
+        || oldConfig.showRemovableDisks != newConfig.showRemovableDisks)
+        disks.scanVolumes(newConfig.showNetworkDisks, newConfig.showRemovableDisks);
 }
 
 } // namespace pulsebar

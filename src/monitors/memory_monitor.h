@@ -77,6 +77,7 @@ public:
 
 private:
     std::unique_ptr<MemoryReader> m_reader;
+    bool m_haveCounters = false; // lastPageIns/lastPageOuts hold a real reading
 };
 
 } // namespace pulsebar

@@ -89,6 +89,7 @@ private:
     std::unique_ptr<ProcessReader> m_reader;
     std::vector<int32_t> m_pids;                     // reused listing buffer
     std::unordered_map<int32_t, Counters> m_current; // reused map, swapped with `previous`
+    std::vector<ProcessSample> m_next;               // reused list, swapped with `processes`
 };
 
 } // namespace pulsebar

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -102,9 +103,25 @@ std::string SysFs::path(std::string_view relative) const
     return out;
 }
 
+int SysFs::openRelative(std::string_view relative, int flags) const
+{
+    // The per-process files are read every tick for every process: building their paths on the stack
+    // keeps those reads free of heap allocations.
+    while (!relative.empty() && relative.front() == '/')
+        relative.remove_prefix(1);
+    char buffer[512];
+    if (m_root.size() + relative.size() < sizeof buffer) {
+        std::memcpy(buffer, m_root.data(), m_root.size());
+        std::memcpy(buffer + m_root.size(), relative.data(), relative.size());
+        buffer[m_root.size() + relative.size()] = '\0';
+        return ::open(buffer, flags);
+    }
+    return ::open(path(relative).c_str(), flags);
+}
+
 long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
 {
-    const int fd = ::open(path(relative).c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return -1;
     std::size_t total = 0;
@@ -126,7 +143,7 @@ long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capaci
 
 std::optional<std::string> SysFs::readText(std::string_view relative, std::size_t maxBytes) const
 {
-    const int fd = ::open(path(relative).c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return std::nullopt;
     std::string out;
@@ -145,6 +162,36 @@ std::optional<std::string> SysFs::readText(std::string_view relative, std::size_
     }
     ::close(fd);
     return out;
+}
+
+bool SysFs::readText(std::string_view relative, std::string& out, std::size_t maxBytes) const
+{
+    out.clear();
+    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    std::size_t size = 0;
+    for (;;) {
+        if (size == out.size()) {
+            if (size >= maxBytes)
+                break;
+            out.resize(std::min(maxBytes, std::max<std::size_t>(4096, out.capacity() > size ? out.capacity() : size * 2)));
+        }
+        const ssize_t n = ::read(fd, out.data() + size, out.size() - size);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            ::close(fd);
+            out.clear();
+            return false;
+        }
+        if (n == 0)
+            break;
+        size += std::size_t(n);
+    }
+    ::close(fd);
+    out.resize(size);
+    return true;
 }
 
 std::optional<std::string> SysFs::readLine(std::string_view relative) const
@@ -214,6 +261,20 @@ std::optional<std::string> SysFs::readLink(std::string_view relative) const
     if (n < 0)
         return std::nullopt;
     return std::string(buffer, std::size_t(n));
+}
+
+bool SysFs::forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const
+{
+    DIR* dir = ::opendir(path(relative).c_str());
+    if (!dir)
+        return false;
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            visit(name);
+    }
+    ::closedir(dir);
+    return true;
 }
 
 } // namespace pulsebar

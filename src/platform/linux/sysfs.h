@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +34,9 @@ public:
 
     // The whole file (up to maxBytes), or nullopt when it cannot be read.
     std::optional<std::string> readText(std::string_view relative, std::size_t maxBytes = 1 << 20) const;
+    // The whole file into `out`, reusing its capacity, so a file read every tick stops allocating once
+    // the buffer has grown to the file's size. False (and `out` empty) when it cannot be read.
+    bool readText(std::string_view relative, std::string& out, std::size_t maxBytes = 1 << 20) const;
     // Reads into a caller's buffer without allocating; returns the byte count, or -1 on failure.
     long readInto(std::string_view relative, char* buffer, std::size_t capacity) const;
 
@@ -47,8 +51,14 @@ public:
     std::vector<std::string> list(std::string_view relative) const;
     // Target of a symbolic link, as stored in the link.
     std::optional<std::string> readLink(std::string_view relative) const;
+    // Calls `visit` with each entry name of a directory in the order the directory lists them, without
+    // copying the names; false when the directory cannot be read.
+    bool forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const;
 
 private:
+    // Opens root + relative without allocating when the path fits a stack buffer; -1 on failure.
+    int openRelative(std::string_view relative, int flags) const;
+
     std::string m_root; // always ends with '/'
 };
 

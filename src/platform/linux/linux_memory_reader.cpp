@@ -1,0 +1,34 @@
+#include "platform/linux/linux_memory_reader.h"
+
+#include "platform/linux/proc_parse.h"
+
+#include <unistd.h>
+
+namespace pulsebar {
+
+LinuxMemoryReader::LinuxMemoryReader(SysFs sysfs) : m_sysfs(std::move(sysfs)) {}
+
+std::optional<MemoryReading> LinuxMemoryReader::read()
+{
+    if (!m_sysfs.readText("proc/meminfo", m_meminfo))
+        return std::nullopt;
+    const bool haveVmstat = m_sysfs.readText("proc/vmstat", m_vmstat);
+    return ProcParse::memory(m_meminfo, haveVmstat ? std::optional<std::string_view>(m_vmstat) : std::nullopt);
+}
+
+std::optional<MemoryStall> LinuxMemoryReader::stall()
+{
+    char buffer[512];
+    const long n = m_sysfs.readInto("proc/pressure/memory", buffer, sizeof buffer);
+    if (n <= 0)
+        return std::nullopt;
+    return ProcParse::memoryStall({buffer, std::size_t(n)});
+}
+
+std::optional<double> LinuxMemoryReader::pageSize()
+{
+    const long size = ::sysconf(_SC_PAGESIZE);
+    return size > 0 ? std::optional<double>(double(size)) : std::nullopt;
+}
+
+} // namespace pulsebar
