@@ -2,6 +2,7 @@
 
 #include "platform/linux/proc_parse.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <unistd.h>
@@ -41,12 +42,16 @@ LinuxProcessReader::LinuxProcessReader(SysFs sysfs) : m_sysfs(std::move(sysfs))
 bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
 {
     out.clear();
-    return m_sysfs.forEachEntry("proc", [&](std::string_view name) {
+    const bool listed = m_sysfs.forEachEntry("proc", [&](std::string_view name) {
         int32_t pid = 0;
         const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), pid);
         if (ec == std::errc() && end == name.data() + name.size() && pid > 0)
             out.push_back(pid);
     });
+    // proc/ lists pids in ascending order already; sorting costs nothing then and keeps the order
+    // stable wherever else the tree comes from.
+    std::sort(out.begin(), out.end());
+    return listed;
 }
 
 std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
