@@ -1,5 +1,6 @@
 // Cross-checks the monitors, reading the live system, against the system's own tools.
 #include "core/hub.h"
+#include "platform/linux/linux_process_reader.h"
 
 #include "../support/test_support.h"
 
@@ -8,6 +9,10 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace pulsebar;
 
@@ -68,5 +73,44 @@ TEST(RealMachine, MonitorsAgreeWithNprocMeminfoAndDf)
                                    [](const ProcessSample& p) { return p.pid == int32_t(::getpid()); });
     ASSERT_NE(self, hub.processes.processes.end());
     EXPECT_EQ(self->name, "test_monitors");
+    EXPECT_GT(self->memory, 0);
+}
+
+TEST(RealMachine, AProcessThatEndsLeavesTheListAndLetsGoOfItsFiles)
+{
+    auto owned = std::make_unique<LinuxProcessReader>(SysFs("/"));
+    LinuxProcessReader* reader = owned.get();
+    double time = 1.7e9;
+    ProcessMonitor monitor(std::move(owned), [&] { return time; });
+
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+    ASSERT_GT(child, 0);
+    const auto listed = [&] {
+        return std::any_of(monitor.processes.begin(), monitor.processes.end(),
+                           [&](const ProcessSample& p) { return p.pid == child; });
+    };
+    monitor.sample();
+    time += 1;
+    monitor.sample();
+    EXPECT_TRUE(listed());
+    EXPECT_TRUE(reader->isHoldingFiles(child));
+    EXPECT_EQ(monitor.previous.count(child), 1u);
+
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    time += 1;
+    monitor.sample();
+    EXPECT_FALSE(listed());
+    EXPECT_EQ(monitor.previous.count(child), 0u);
+    EXPECT_EQ(monitor.names.count(child), 0u);
+    EXPECT_FALSE(reader->isHoldingFiles(child));
+    // Our own counters still read through the held files, sample after sample.
+    const auto self = std::find_if(monitor.processes.begin(), monitor.processes.end(),
+                                   [](const ProcessSample& p) { return p.pid == int32_t(::getpid()); });
+    ASSERT_NE(self, monitor.processes.end());
     EXPECT_GT(self->memory, 0);
 }

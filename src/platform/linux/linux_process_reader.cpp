@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace pulsebar {
@@ -37,6 +38,34 @@ LinuxProcessReader::LinuxProcessReader(SysFs sysfs) : m_sysfs(std::move(sysfs))
     m_ticksToNanos = 1e9 / double(ticks > 0 ? ticks : 100);
     const long page = ::sysconf(_SC_PAGESIZE);
     m_pageSize = uint64_t(page > 0 ? page : 4096);
+    m_holdFiles = m_sysfs.isProcFileSystem("proc");
+    // Two descriptors per held process, within a quarter of the descriptor limit; processes beyond
+    // that are opened and closed on each sample instead. The soft limit of 1024 that desktops start
+    // programs with only protects select(), which nothing here uses, so it is raised towards the
+    // hard limit first, as far as 8192.
+    struct rlimit limit {};
+    rlim_t soft = 1024;
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        soft = limit.rlim_cur;
+        if (m_holdFiles && soft < 8192 && limit.rlim_max > soft) {
+            limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 8192);
+            if (::setrlimit(RLIMIT_NOFILE, &limit) == 0)
+                soft = limit.rlim_cur;
+        }
+    }
+    m_holdLimit = std::size_t(std::min<rlim_t>(soft, 8192) / 8);
+}
+
+std::optional<ProcessUsage> LinuxProcessReader::parse(const char* io, long ioSize, const char* stat, long statSize) const
+{
+    if (ioSize <= 0 || statSize <= 0)
+        return std::nullopt;
+    const auto ioCounters = ProcParse::pidIo({io, std::size_t(ioSize)});
+    const auto statCounters = ProcParse::pidStat({stat, std::size_t(statSize)});
+    if (!ioCounters || !statCounters)
+        return std::nullopt;
+    return ProcessUsage{statCounters->cpuTicks, statCounters->residentPages * m_pageSize, ioCounters->readBytes,
+                        ioCounters->writeBytes};
 }
 
 bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
@@ -51,26 +80,42 @@ bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
     // proc/ lists pids in ascending order already; sorting costs nothing then and keeps the order
     // stable wherever else the tree comes from.
     std::sort(out.begin(), out.end());
+    if (listed) {
+        // Let go of the files of processes that have ended.
+        for (auto it = m_held.begin(); it != m_held.end();)
+            it = std::binary_search(out.begin(), out.end(), it->first) ? std::next(it) : m_held.erase(it);
+    }
     return listed;
 }
 
 std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
 {
+    char io[1024];
+    char stat[1024];
+    const auto held = m_held.find(pid);
+    if (held != m_held.end()) {
+        const long ioSize = held->second.io.read(io, sizeof io);
+        const long statSize = held->second.stat.read(stat, sizeof stat);
+        if (const auto usage = parse(io, ioSize, stat, statSize))
+            return usage;
+        m_held.erase(held); // ended, or its pid now names another process: open afresh below
+    }
+    if (m_holdFiles && m_held.size() < m_holdLimit) {
+        HeldFiles files{m_sysfs.open(PidPath(pid, "io")), SysFs::OpenFile()};
+        const long ioSize = files.io.read(io, sizeof io);
+        if (ioSize <= 0)
+            return std::nullopt; // another user's process fails here, before stat is opened
+        files.stat = m_sysfs.open(PidPath(pid, "stat"));
+        const auto usage = parse(io, ioSize, stat, files.stat.read(stat, sizeof stat));
+        if (usage)
+            m_held.emplace(pid, std::move(files));
+        return usage;
+    }
     // io first: for another user's process it fails at once and stat is never read.
-    char buffer[1024];
-    long n = m_sysfs.readInto(PidPath(pid, "io"), buffer, sizeof buffer);
-    if (n <= 0)
+    const long ioSize = m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io);
+    if (ioSize <= 0)
         return std::nullopt;
-    const auto io = ProcParse::pidIo({buffer, std::size_t(n)});
-    if (!io)
-        return std::nullopt;
-    n = m_sysfs.readInto(PidPath(pid, "stat"), buffer, sizeof buffer);
-    if (n <= 0)
-        return std::nullopt; // ended between the two reads
-    const auto stat = ProcParse::pidStat({buffer, std::size_t(n)});
-    if (!stat)
-        return std::nullopt;
-    return ProcessUsage{stat->cpuTicks, stat->residentPages * m_pageSize, io->readBytes, io->writeBytes};
+    return parse(io, ioSize, stat, m_sysfs.readInto(PidPath(pid, "stat"), stat, sizeof stat));
 }
 
 std::optional<QString> LinuxProcessReader::shortName(int32_t pid)

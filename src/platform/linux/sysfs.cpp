@@ -11,6 +11,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace pulsebar {
@@ -126,16 +127,19 @@ long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capaci
         return -1;
     std::size_t total = 0;
     while (total < capacity) {
-        const ssize_t n = ::read(fd, buffer + total, capacity - total);
+        const std::size_t wanted = capacity - total;
+        const ssize_t n = ::read(fd, buffer + total, wanted);
         if (n < 0) {
             if (errno == EINTR)
                 continue;
             ::close(fd);
             return -1;
         }
-        if (n == 0)
-            break;
         total += std::size_t(n);
+        // A short read is the end of the file: proc and sys files hand over their text in one piece,
+        // and asking again would only cost another system call.
+        if (std::size_t(n) < wanted)
+            break;
     }
     ::close(fd);
     return long(total);
@@ -177,7 +181,8 @@ bool SysFs::readText(std::string_view relative, std::string& out, std::size_t ma
                 break;
             out.resize(std::min(maxBytes, std::max<std::size_t>(4096, out.capacity() > size ? out.capacity() : size * 2)));
         }
-        const ssize_t n = ::read(fd, out.data() + size, out.size() - size);
+        const std::size_t wanted = out.size() - size;
+        const ssize_t n = ::read(fd, out.data() + size, wanted);
         if (n < 0) {
             if (errno == EINTR)
                 continue;
@@ -185,9 +190,9 @@ bool SysFs::readText(std::string_view relative, std::string& out, std::size_t ma
             out.clear();
             return false;
         }
-        if (n == 0)
-            break;
         size += std::size_t(n);
+        if (std::size_t(n) < wanted)
+            break; // the end, as in readInto
     }
     ::close(fd);
     out.resize(size);
@@ -261,6 +266,55 @@ std::optional<std::string> SysFs::readLink(std::string_view relative) const
     if (n < 0)
         return std::nullopt;
     return std::string(buffer, std::size_t(n));
+}
+
+SysFs::OpenFile::~OpenFile()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+SysFs::OpenFile& SysFs::OpenFile::operator=(OpenFile&& other) noexcept
+{
+    if (this != &other) {
+        if (m_fd >= 0)
+            ::close(m_fd);
+        m_fd = other.m_fd;
+        other.m_fd = -1;
+    }
+    return *this;
+}
+
+long SysFs::OpenFile::read(char* buffer, std::size_t capacity) const
+{
+    if (m_fd < 0)
+        return -1;
+    std::size_t total = 0;
+    while (total < capacity) {
+        const std::size_t wanted = capacity - total;
+        const ssize_t n = ::pread(m_fd, buffer + total, wanted, off_t(total));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return -1;
+        }
+        total += std::size_t(n);
+        if (std::size_t(n) < wanted)
+            break; // a short read is the end, as in readInto
+    }
+    return long(total);
+}
+
+SysFs::OpenFile SysFs::open(std::string_view relative) const
+{
+    return OpenFile(openRelative(relative, O_RDONLY | O_CLOEXEC));
+}
+
+bool SysFs::isProcFileSystem(std::string_view relative) const
+{
+    constexpr long procSuperMagic = 0x9fa0;
+    struct statfs st;
+    return ::statfs(path(relative).c_str(), &st) == 0 && long(st.f_type) == procSuperMagic;
 }
 
 bool SysFs::forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const

@@ -51,6 +51,30 @@ public:
     std::vector<std::string> list(std::string_view relative) const;
     // Target of a symbolic link, as stored in the link.
     std::optional<std::string> readLink(std::string_view relative) const;
+    // A file held open and read again from its start each time. The kernel regenerates a proc file
+    // on every read, so holding one saves the path walk, open and close of each later sample.
+    class OpenFile {
+    public:
+        OpenFile() = default;
+        explicit OpenFile(int fd) : m_fd(fd) {}
+        ~OpenFile();
+        OpenFile(OpenFile&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
+        OpenFile& operator=(OpenFile&& other) noexcept;
+        OpenFile(const OpenFile&) = delete;
+        OpenFile& operator=(const OpenFile&) = delete;
+
+        bool isOpen() const { return m_fd >= 0; }
+        // The whole file from offset 0 into the buffer; the byte count, or -1 on failure (for a proc
+        // file: the process has ended).
+        long read(char* buffer, std::size_t capacity) const;
+
+    private:
+        int m_fd = -1;
+    };
+    OpenFile open(std::string_view relative) const; // not open when it cannot be opened
+    // True when the directory is a mounted proc file system, whose files may be held open.
+    bool isProcFileSystem(std::string_view relative) const;
+
     // Calls `visit` with each entry name of a directory in the order the directory lists them, without
     // copying the names; false when the directory cannot be read.
     bool forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const;
