@@ -7,7 +7,10 @@
 
 namespace pulsebar {
 
-LinuxCPUReader::LinuxCPUReader(SysFs sysfs) : m_sysfs(std::move(sysfs)) {}
+LinuxCPUReader::LinuxCPUReader(SysFs sysfs)
+    : m_sysfs(std::move(sysfs)), m_stat(m_sysfs, "proc/stat"), m_loadavg(m_sysfs, "proc/loadavg")
+{
+}
 
 CPUFacts LinuxCPUReader::facts()
 {
@@ -81,7 +84,7 @@ void LinuxCPUReader::readCoreClasses(CPUFacts& facts, const std::vector<int>& cp
 
 bool LinuxCPUReader::readTicks(std::vector<CPUTicks>& out)
 {
-    if (!m_sysfs.readText("proc/stat", m_buffer))
+    if (!m_stat.readText(m_buffer))
         return false;
     return ProcParse::cpuTicks(m_buffer, out);
 }
@@ -89,7 +92,7 @@ bool LinuxCPUReader::readTicks(std::vector<CPUTicks>& out)
 std::optional<std::array<double, 3>> LinuxCPUReader::loadAverage()
 {
     char buffer[256];
-    const long n = m_sysfs.readInto("proc/loadavg", buffer, sizeof buffer);
+    const long n = m_loadavg.readInto(buffer, sizeof buffer);
     if (n <= 0)
         return std::nullopt;
     return ProcParse::loadAverage({buffer, std::size_t(n)});

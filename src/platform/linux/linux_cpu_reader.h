@@ -20,6 +20,8 @@ private:
     void readCoreClasses(CPUFacts& facts, const std::vector<int>& cpus) const;
 
     SysFs m_sysfs;
+    SysFs::RepeatedFile m_stat;
+    SysFs::RepeatedFile m_loadavg;
     std::string m_buffer; // proc/stat text, reused between samples
 };
 

@@ -48,7 +48,8 @@ std::string deviceLink(int major, int minor)
 
 } // namespace
 
-LinuxDiskReader::LinuxDiskReader(SysFs sysfs, CapacityProbe probe) : m_sysfs(std::move(sysfs)), m_probe(std::move(probe))
+LinuxDiskReader::LinuxDiskReader(SysFs sysfs, CapacityProbe probe)
+    : m_sysfs(std::move(sysfs)), m_probe(std::move(probe)), m_diskstats(m_sysfs, "proc/diskstats")
 {
     if (!m_probe) {
         m_probe = [root = m_sysfs](const std::string& mountPoint, bool isNetwork) {
@@ -119,7 +120,7 @@ bool LinuxDiskReader::isPhysicalDisk(std::string_view name)
 DiskBytes LinuxDiskReader::readBytes()
 {
     DiskBytes bytes;
-    if (!m_sysfs.readText("proc/diskstats", m_buffer))
+    if (!m_diskstats.readText(m_buffer))
         return bytes;
     std::size_t seen = 0;
     ProcParse::diskStats(m_buffer, [&](std::string_view name, uint64_t sectorsRead, uint64_t sectorsWritten) {

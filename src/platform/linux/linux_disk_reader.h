@@ -40,6 +40,7 @@ private:
 
     SysFs m_sysfs;
     CapacityProbe m_probe;
+    SysFs::RepeatedFile m_diskstats;
     std::string m_buffer; // proc/diskstats text, reused
     std::unordered_map<std::string, bool> m_physical; // by device name, forgotten when it disappears
 };

@@ -6,20 +6,24 @@
 
 namespace pulsebar {
 
-LinuxMemoryReader::LinuxMemoryReader(SysFs sysfs) : m_sysfs(std::move(sysfs)) {}
+LinuxMemoryReader::LinuxMemoryReader(SysFs sysfs)
+    : m_meminfoFile(sysfs, "proc/meminfo"), m_vmstatFile(sysfs, "proc/vmstat"),
+      m_pressureFile(sysfs, "proc/pressure/memory")
+{
+}
 
 std::optional<MemoryReading> LinuxMemoryReader::read()
 {
-    if (!m_sysfs.readText("proc/meminfo", m_meminfo))
+    if (!m_meminfoFile.readText(m_meminfo))
         return std::nullopt;
-    const bool haveVmstat = m_sysfs.readText("proc/vmstat", m_vmstat);
+    const bool haveVmstat = m_vmstatFile.readText(m_vmstat);
     return ProcParse::memory(m_meminfo, haveVmstat ? std::optional<std::string_view>(m_vmstat) : std::nullopt);
 }
 
 std::optional<MemoryStall> LinuxMemoryReader::stall()
 {
     char buffer[512];
-    const long n = m_sysfs.readInto("proc/pressure/memory", buffer, sizeof buffer);
+    const long n = m_pressureFile.readInto(buffer, sizeof buffer);
     if (n <= 0)
         return std::nullopt;
     return ProcParse::memoryStall({buffer, std::size_t(n)});

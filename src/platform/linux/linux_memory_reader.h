@@ -17,7 +17,9 @@ public:
     std::optional<double> pageSize() override;
 
 private:
-    SysFs m_sysfs;
+    SysFs::RepeatedFile m_meminfoFile;
+    SysFs::RepeatedFile m_vmstatFile;
+    SysFs::RepeatedFile m_pressureFile;
     std::string m_meminfo; // reused buffers
     std::string m_vmstat;
 };

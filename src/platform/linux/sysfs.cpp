@@ -170,33 +170,7 @@ std::optional<std::string> SysFs::readText(std::string_view relative, std::size_
 
 bool SysFs::readText(std::string_view relative, std::string& out, std::size_t maxBytes) const
 {
-    out.clear();
-    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    std::size_t size = 0;
-    for (;;) {
-        if (size == out.size()) {
-            if (size >= maxBytes)
-                break;
-            out.resize(std::min(maxBytes, std::max<std::size_t>(4096, out.capacity() > size ? out.capacity() : size * 2)));
-        }
-        const std::size_t wanted = out.size() - size;
-        const ssize_t n = ::read(fd, out.data() + size, wanted);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            ::close(fd);
-            out.clear();
-            return false;
-        }
-        size += std::size_t(n);
-        if (std::size_t(n) < wanted)
-            break; // the end, as in readInto
-    }
-    ::close(fd);
-    out.resize(size);
-    return true;
+    return open(relative).readText(out, maxBytes);
 }
 
 std::optional<std::string> SysFs::readLine(std::string_view relative) const
@@ -303,6 +277,68 @@ long SysFs::OpenFile::read(char* buffer, std::size_t capacity) const
             break; // a short read is the end, as in readInto
     }
     return long(total);
+}
+
+bool SysFs::OpenFile::readText(std::string& out, std::size_t maxBytes) const
+{
+    out.clear();
+    if (m_fd < 0)
+        return false;
+    std::size_t size = 0;
+    for (;;) {
+        if (size == out.size()) {
+            if (size >= maxBytes)
+                break;
+            out.resize(std::min(maxBytes, std::max<std::size_t>({4096, out.capacity(), size * 2})));
+        }
+        const std::size_t wanted = out.size() - size;
+        const ssize_t n = ::pread(m_fd, out.data() + size, wanted, off_t(size));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            out.clear();
+            return false;
+        }
+        size += std::size_t(n);
+        if (std::size_t(n) < wanted)
+            break; // the end, as in readInto
+    }
+    out.resize(size);
+    return true;
+}
+
+SysFs::RepeatedFile::RepeatedFile(const SysFs& sysfs, std::string relative)
+    : m_path(sysfs.path(relative)), m_hold(sysfs.isProcFileSystem("proc") && relative.rfind("proc/", 0) == 0)
+{
+}
+
+const SysFs::OpenFile& SysFs::RepeatedFile::file()
+{
+    if (m_hold) {
+        if (!m_held.isOpen())
+            m_held = OpenFile(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+        return m_held;
+    }
+    m_scratch = OpenFile(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+    return m_scratch;
+}
+
+bool SysFs::RepeatedFile::readText(std::string& out, std::size_t maxBytes)
+{
+    const bool ok = file().readText(out, maxBytes);
+    m_scratch = OpenFile();
+    if (!ok)
+        m_held = OpenFile(); // opened afresh next time
+    return ok;
+}
+
+long SysFs::RepeatedFile::readInto(char* buffer, std::size_t capacity)
+{
+    const long n = file().read(buffer, capacity);
+    m_scratch = OpenFile();
+    if (n < 0)
+        m_held = OpenFile();
+    return n;
 }
 
 SysFs::OpenFile SysFs::open(std::string_view relative) const

@@ -64,6 +64,8 @@ public:
         OpenFile& operator=(const OpenFile&) = delete;
 
         bool isOpen() const { return m_fd >= 0; }
+        // Like SysFs::readText, from offset 0.
+        bool readText(std::string& out, std::size_t maxBytes = 1 << 20) const;
         // The whole file from offset 0 into the buffer; the byte count, or -1 on failure (for a proc
         // file: the process has ended).
         long read(char* buffer, std::size_t capacity) const;
@@ -72,6 +74,25 @@ public:
         int m_fd = -1;
     };
     OpenFile open(std::string_view relative) const; // not open when it cannot be opened
+
+    // A file read on every sample. On a real proc file system it is held open and read again from
+    // its start; anywhere else (fixture trees, whose files tests replace between samples) it is
+    // opened afresh each time. Reading fails softly like every read here.
+    class RepeatedFile {
+    public:
+        RepeatedFile(const SysFs& sysfs, std::string relative);
+        bool readText(std::string& out, std::size_t maxBytes = 1 << 20);
+        long readInto(char* buffer, std::size_t capacity);
+
+    private:
+        // Open for this read: the held file, or a fresh one that `scratch` keeps until the next call.
+        const OpenFile& file();
+
+        std::string m_path;
+        bool m_hold;
+        OpenFile m_held;
+        OpenFile m_scratch;
+    };
     // True when the directory is a mounted proc file system, whose files may be held open.
     bool isProcFileSystem(std::string_view relative) const;
 
