@@ -122,27 +122,7 @@ int SysFs::openRelative(std::string_view relative, int flags) const
 
 long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
 {
-    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    std::size_t total = 0;
-    while (total < capacity) {
-        const std::size_t wanted = capacity - total;
-        const ssize_t n = ::read(fd, buffer + total, wanted);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            ::close(fd);
-            return -1;
-        }
-        total += std::size_t(n);
-        // A short read is the end of the file: proc and sys files hand over their text in one piece,
-        // and asking again would only cost another system call.
-        if (std::size_t(n) < wanted)
-            break;
-    }
-    ::close(fd);
-    return long(total);
+    return open(relative).read(buffer, capacity);
 }
 
 std::optional<std::string> SysFs::readText(std::string_view relative, std::size_t maxBytes) const
@@ -273,8 +253,10 @@ long SysFs::OpenFile::read(char* buffer, std::size_t capacity) const
             return -1;
         }
         total += std::size_t(n);
+        // A short read is the end of the file: proc and sys files hand over their text in one piece,
+        // and asking again would only cost another system call.
         if (std::size_t(n) < wanted)
-            break; // a short read is the end, as in readInto
+            break;
     }
     return long(total);
 }
@@ -301,7 +283,7 @@ bool SysFs::OpenFile::readText(std::string& out, std::size_t maxBytes) const
         }
         size += std::size_t(n);
         if (std::size_t(n) < wanted)
-            break; // the end, as in readInto
+            break; // the end, as in read()
     }
     out.resize(size);
     return true;
