@@ -1,10 +1,12 @@
 #include "core/hub.h"
 
+#include "platform/linux/hwmon_sensor_source.h"
 #include "platform/linux/linux_cpu_reader.h"
 #include "platform/linux/linux_disk_reader.h"
 #include "platform/linux/linux_gpu_reader.h"
 #include "platform/linux/linux_memory_reader.h"
 #include "platform/linux/linux_process_reader.h"
+#include "platform/linux/power_supply_reader.h"
 
 #include <QDateTime>
 
@@ -17,8 +19,10 @@ Hub::Hub(AppSettings& settings, QObject* parent)
       memory(std::make_unique<LinuxMemoryReader>(SysFs::fromEnvironment()), [this] { return now(); }),
       processes(std::make_unique<LinuxProcessReader>(SysFs::fromEnvironment()), [this] { return now(); }),
       gpu(std::make_unique<LinuxGPUReader>(SysFs::fromEnvironment())),
-      disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); })
+      disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      sensors(systemSensorSource()), battery(systemBatteryReader())
 {
+    network.now = [this] { return now(); };
 }
 
 Hub::~Hub() = default;
@@ -36,6 +40,7 @@ void Hub::startHeadless()
 
 void Hub::startCommon()
 {
+    sensors.start();
     tick();
     reschedule();
 }
@@ -70,8 +75,10 @@ void Hub::tick()
     disks.sampleActivity();
     if (disks.volumeScanDue(time))
         disks.scanVolumes(config.showNetworkDisks, config.showRemovableDisks);
-    // 3. network (ping target from pingHost)
-    // 4. sensors, battery
+    network.pingHost = config.pingHost;
+    network.sample();
+    sensors.sample();
+    battery.sample();
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
     // 7. history row (only while recording)
@@ -85,7 +92,12 @@ void Hub::tick()
 
 std::optional<double> Hub::menubarTemperature() const
 {
-    return std::nullopt;
+    if (const auto& key = m_settings.config().menubarSensorKey)
+        if (const auto chosen = sensors.sensor(*key))
+            return chosen->value;
+    if (const auto cpu = sensors.cpuTemperature())
+        return cpu;
+    return battery.temperature;
 }
 
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)

@@ -1,11 +1,14 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "monitors/battery_monitor.h"
 #include "monitors/cpu_monitor.h"
 #include "monitors/disk_monitor.h"
 #include "monitors/gpu_monitor.h"
 #include "monitors/memory_monitor.h"
+#include "monitors/network_monitor.h"
 #include "monitors/process_monitor.h"
+#include "monitors/sensor_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -58,6 +61,10 @@ public:
     DiskMonitor disks;
 
     const QTimer* timer() const { return m_timer.get(); }
+
+    NetworkMonitor network;
+    SensorMonitor sensors;
+    BatteryMonitor battery;
 
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);

@@ -100,6 +100,10 @@ public:
     // copying the names; false when the directory cannot be read.
     bool forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const;
 
+    // Writes the whole text to an existing file (a sysfs control such as applesmc's key_at_index).
+    bool writeText(std::string_view relative, std::string_view text) const;
+    bool isWritable(std::string_view relative) const;
+
 private:
     // Opens root + relative without allocating when the path fits a stack buffer; -1 on failure.
     int openRelative(std::string_view relative, int flags) const;
