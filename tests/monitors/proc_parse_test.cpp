@@ -85,8 +85,10 @@ TEST(ProcParse, MountsLabelsAndPciNames)
     EXPECT_EQ(ProcParse::unescapeOctal("a\\011b\\\\c\\9"), "a\tb\\\\c\\9");
     EXPECT_EQ(ProcParse::unescapeLabel("My\\x20Disk\\x2"), "My Disk\\x2");
 
-    // Per device one mount: the root wins over a bind mount of one of its folders.
+    // Per device one mount: the root wins over a bind mount of one of its folders. Only the topmost
+    // of the mounts at "/" counts.
     const auto visible = LinuxDiskReader::visibleMounts(ProcParse::mountInfo(
+        "1 0 0:1 / / rw - rootfs rootfs rw\n"
         "1 0 8:1 /srv /srv rw - ext4 /dev/sda1 rw\n"
         "2 0 8:1 / / rw - overlay overlay rw\n"
         "3 0 0:5 / /dev/shm rw - tmpfs tmpfs rw\n"

@@ -82,10 +82,14 @@ std::vector<ProcParse::MountEntry> LinuxDiskReader::visibleMounts(const std::vec
     // Per device, the mount that represents it: "/" first, else the first mount of the device's top
     // folder, else its first mount.
     const auto rank = [](const ProcParse::MountEntry& m) { return m.mountPoint == "/" ? 0 : m.root == "/" ? 1 : 2; };
+    // A later mount at the same place covers the earlier one (the initial rootfs under "/", for one).
+    std::map<std::string_view, std::size_t> topmost;
+    for (std::size_t i = 0; i < mounts.size(); ++i)
+        topmost[mounts[i].mountPoint] = i;
     std::map<std::pair<int, int>, std::size_t> chosen;
     for (std::size_t i = 0; i < mounts.size(); ++i) {
         const auto& m = mounts[i];
-        if (m.mountPoint != "/" && isHiddenType(m.fsType))
+        if (topmost[m.mountPoint] != i || (m.mountPoint != "/" && isHiddenType(m.fsType)))
             continue;
         const auto key = std::make_pair(m.major, m.minor);
         const auto found = chosen.find(key);
@@ -93,8 +97,6 @@ std::vector<ProcParse::MountEntry> LinuxDiskReader::visibleMounts(const std::vec
             chosen.emplace(key, i);
         else if (rank(m) < rank(mounts[found->second]))
             found->second = i;
-        else if (rank(m) == rank(mounts[found->second]) && mounts[found->second].mountPoint == m.mountPoint)
-            found->second = i; // mounted over: the later mount is the one in place
     }
     std::vector<ProcParse::MountEntry> visible;
     for (std::size_t i = 0; i < mounts.size(); ++i) {
