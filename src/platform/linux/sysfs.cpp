@@ -200,15 +200,7 @@ bool SysFs::isDirectory(std::string_view relative) const
 std::vector<std::string> SysFs::list(std::string_view relative) const
 {
     std::vector<std::string> names;
-    DIR* dir = ::opendir(path(relative).c_str());
-    if (!dir)
-        return names;
-    while (const dirent* entry = ::readdir(dir)) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..")
-            names.emplace_back(name);
-    }
-    ::closedir(dir);
+    forEachEntry(relative, [&](std::string_view name) { names.emplace_back(name); });
     std::sort(names.begin(), names.end());
     return names;
 }
