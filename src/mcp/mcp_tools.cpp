@@ -111,6 +111,37 @@ std::optional<QString> adapterDescription(const BatteryMonitor& battery)
     return std::nullopt;
 }
 
+QString pressureText(int level)
+{
+    if (level < 2)
+        return QStringLiteral("normal");
+    if (level < 4)
+        return QStringLiteral("warning");
+    return QStringLiteral("critical");
+}
+
+double percentOf(double part, double total)
+{
+    return total > 0 ? part / total * 100.0 : 0;
+}
+
+// Space that can be freed on demand: what counts as free for important use beyond the plain free space.
+double purgeable(const Volume& volume)
+{
+    return std::max(volume.availableImportant - volume.available, 0.0);
+}
+
+std::optional<ProcessSortKey> sortKey(const QString& name)
+{
+    if (name == QLatin1String("cpu"))
+        return ProcessSortKey::cpu;
+    if (name == QLatin1String("memory"))
+        return ProcessSortKey::memory;
+    if (name == QLatin1String("disk"))
+        return ProcessSortKey::diskTotal;
+    return std::nullopt;
+}
+
 } // namespace
 
 MCPTools::MCPTools(Hub& hub, std::unique_ptr<MachineReader> machine) : m_hub(hub), m_machine(std::move(machine))
@@ -149,11 +180,41 @@ QJsonObject MCPTools::getOverview()
         m_osVersion = m_machine->readOSVersion();
         m_factsRead = true;
     }
-    QJsonObject computer{{"model", m_model.value_or(QStringLiteral("Computer"))}};
+    const CPUMonitor& cpu = m_hub.cpu;
+    QJsonObject computer{
+        {"model", m_model.value_or(QStringLiteral("Computer"))},
+        {"processor", cpu.brand},
+        {"cores", cpu.logicalCount},
+        {"uptime", Fmt::duration(std::isfinite(cpu.uptime) ? std::max(cpu.uptime, 0.0) : 0)},
+    };
     if (m_osVersion)
         computer.insert("os", *m_osVersion);
 
-    QJsonObject overview{{"time", McpValue::timestamp(m_hub.now())}, {"computer", computer}};
+    QJsonArray load;
+    for (const double average : cpu.loadAverage)
+        load.append(r(average));
+    const MemoryMonitor& memory = m_hub.memory;
+    QJsonObject overview{
+        {"time", McpValue::timestamp(m_hub.now())},
+        {"computer", computer},
+        {"cpu", QJsonObject{{"total_percent", r(cpu.user + cpu.system)},
+                            {"user_percent", r(cpu.user)},
+                            {"system_percent", r(cpu.system)},
+                            {"load_average", load}}},
+        {"memory", QJsonObject{{"used_percent", r(memory.usedPercent())},
+                               {"used", McpValue::size(memory.app + memory.wired + memory.compressed, 1024)},
+                               {"total", McpValue::size(memory.total, 1024)},
+                               {"pressure_percent", r(memory.pressure)},
+                               {"pressure", pressureText(memory.pressureLevel)},
+                               {"swap_used", McpValue::size(memory.swapUsed, 1024)}}},
+    };
+    if (!m_hub.gpu.gpus.empty())
+        overview.insert("gpu", QJsonObject{{"utilization_percent", r(m_hub.gpu.utilization())}});
+    if (const auto startup = m_hub.disks.startupVolume())
+        overview.insert("startup_disk",
+                        QJsonObject{{"used_percent", r(percentOf(startup->total - startup->available, startup->total))},
+                                    {"free", McpValue::size(startup->available, 1000)},
+                                    {"total", McpValue::size(startup->total, 1000)}});
 
     const NetworkMonitor& network = m_hub.network;
     QJsonObject networkObject{
@@ -196,11 +257,19 @@ QJsonObject MCPTools::getOverview()
 QJsonObject MCPTools::getTopProcesses(const QJsonObject& arguments)
 {
     const QString sortBy = McpArgument::string(arguments, QLatin1String("sort_by")).value_or(QStringLiteral("cpu"));
-    if (sortBy != QLatin1String("cpu") && sortBy != QLatin1String("memory") && sortBy != QLatin1String("disk"))
+    if (!sortKey(sortBy))
         throw ToolError(QStringLiteral("sort_by must be cpu, memory or disk."));
     const int64_t limit = std::clamp<int64_t>(McpArgument::integer(arguments, QLatin1String("limit")).value_or(10), 1, 30);
-    Q_UNUSED(limit);
-    return QJsonObject{{"sorted_by", sortBy}, {"processes", QJsonArray()}};
+    QJsonArray processes;
+    for (const ProcessSample& process : m_hub.processes.top(*sortKey(sortBy), int(limit)))
+        processes.append(QJsonObject{
+            {"name", process.name},
+            {"cpu_percent", r(process.cpu)},
+            {"memory", McpValue::size(process.memory, 1024)},
+            {"disk_read_per_second", McpValue::rate(process.diskRead)},
+            {"disk_write_per_second", McpValue::rate(process.diskWrite)},
+        });
+    return QJsonObject{{"sorted_by", sortBy}, {"processes", processes}};
 }
 
 // ---- get_history ----
@@ -457,7 +526,28 @@ QJsonObject MCPTools::getNetwork()
 
 QJsonObject MCPTools::getDisks()
 {
-    return QJsonObject{{"volumes", QJsonArray()}};
+    const DiskMonitor& disks = m_hub.disks;
+    QJsonArray volumes;
+    for (const Volume& volume : disks.volumes) {
+        const double used = volume.total - volume.available;
+        volumes.append(QJsonObject{
+            {"name", volume.name},
+            {"path", volume.url},
+            {"startup_disk", volume.isRoot},
+            {"removable", volume.isRemovable},
+            {"network", !volume.isLocal},
+            {"total", McpValue::size(volume.total, 1000)},
+            {"used", McpValue::size(used, 1000)},
+            {"free", McpValue::size(volume.available, 1000)},
+            {"used_percent", r(percentOf(used, volume.total))},
+            {"purgeable", McpValue::size(purgeable(volume), 1000)},
+        });
+    }
+    return QJsonObject{
+        {"volumes", volumes},
+        {"read_per_second", McpValue::rate(disks.readRate)},
+        {"write_per_second", McpValue::rate(disks.writeRate)},
+    };
 }
 
 // ---- get_connected_devices ----

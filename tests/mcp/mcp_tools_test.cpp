@@ -276,3 +276,157 @@ TEST_F(McpTools, OverviewCarriesTheSensorAndBatterySummaries)
         EXPECT_FALSE(bare.contains(key)) << key;
     EXPECT_EQ(bare["fans_rpm"].toArray(), QJsonArray());
 }
+
+namespace {
+
+ProcessSample process(int32_t pid, const char* name, double cpu, double memory, double read, double write)
+{
+    ProcessSample sample;
+    sample.pid = pid;
+    sample.name = name;
+    sample.cpu = cpu;
+    sample.memory = memory;
+    sample.diskRead = read;
+    sample.diskWrite = write;
+    return sample;
+}
+
+} // namespace
+
+TEST_F(McpTools, TopProcessesRankByTheChosenResourceWithinTheLimit)
+{
+    std::vector<ProcessSample>& list = hub->processes.processes;
+    for (int i = 0; i < 40; ++i)
+        list.push_back(process(100 + i, "idle", 0, 1024, 0, 0));
+    list.push_back(process(7, "compiler", 398.76, 2.5 * 1024 * 1024 * 1024, 0, 3 * 1024 * 1024));
+    list.push_back(process(8, "browser", 45.0, 4.0 * 1024 * 1024 * 1024, 2048, 0));
+    list.push_back(process(9, "backup", 45.0, 512 * 1024, 50 * 1024 * 1024, 10 * 1024 * 1024));
+
+    QJsonObject result = tools->getTopProcesses({{"limit", 3}});
+    EXPECT_JSON_EQ(result, parse(R"json({"sorted_by": "cpu", "processes": [
+        {"name": "compiler", "cpu_percent": 398.8, "memory": "2.5 GB", "disk_read_per_second": "0 B/s",
+         "disk_write_per_second": "3.0 MB/s"},
+        {"name": "browser", "cpu_percent": 45, "memory": "4.0 GB", "disk_read_per_second": "2.0 KB/s",
+         "disk_write_per_second": "0 B/s"},
+        {"name": "backup", "cpu_percent": 45, "memory": "512 KB", "disk_read_per_second": "50.0 MB/s",
+         "disk_write_per_second": "10.0 MB/s"}]})json"));
+
+    auto names = [](const QJsonObject& result) {
+        QStringList names;
+        for (const QJsonValue& p : result["processes"].toArray())
+            names << p["name"].toString();
+        return names;
+    };
+    EXPECT_EQ(names(tools->getTopProcesses({{"sort_by", "memory"}, {"limit", 2}})), (QStringList{"browser", "compiler"}));
+    EXPECT_EQ(names(tools->getTopProcesses({{"sort_by", "disk"}, {"limit", 2}})), (QStringList{"backup", "compiler"}));
+    EXPECT_EQ(tools->getTopProcesses({})["processes"].toArray().size(), 10);
+    EXPECT_EQ(tools->getTopProcesses({{"limit", 0}})["processes"].toArray().size(), 1);
+    EXPECT_EQ(tools->getTopProcesses({{"limit", -5}})["processes"].toArray().size(), 1);
+    EXPECT_EQ(tools->getTopProcesses({{"limit", 500}})["processes"].toArray().size(), 30);
+    EXPECT_EQ(tools->getTopProcesses({{"limit", 2.5}})["processes"].toArray().size(), 10);
+    EXPECT_EQ(tools->getTopProcesses({{"limit", true}})["processes"].toArray().size(), 10);
+    EXPECT_EQ(tools->getTopProcesses({{"limit", 1e300}})["processes"].toArray().size(), 10);
+    EXPECT_EQ(tools->getTopProcesses({{"sort_by", 3}})["sorted_by"].toString(), "cpu");
+    try {
+        tools->getTopProcesses({{"sort_by", "gpu"}});
+        ADD_FAILURE() << "gpu is no sort key";
+    } catch (const ToolError& error) {
+        EXPECT_EQ(error.message(), "sort_by must be cpu, memory or disk.");
+    }
+}
+
+TEST_F(McpTools, DisksListVolumesWithSizesInBase1000)
+{
+    Volume root;
+    root.url = "/";
+    root.name = "/";
+    root.total = 500e9;
+    root.available = 123.4e9;
+    root.availableImportant = 130e9;
+    root.isRoot = true;
+    Volume share;
+    share.url = "/mnt/share";
+    share.name = "share";
+    share.total = 0;
+    share.available = 0;
+    share.availableImportant = 0;
+    share.isLocal = false;
+    Volume stick;
+    stick.url = "/media/USB STICK";
+    stick.name = "USB STICK";
+    stick.total = 16e9;
+    stick.available = 16e9;
+    stick.availableImportant = 15e9; // below the plain figure: nothing purgeable
+    stick.isRemovable = true;
+    hub->disks.volumes = {root, share, stick};
+    hub->disks.readRate = 5 * 1024 * 1024;
+    hub->disks.writeRate = 512;
+
+    EXPECT_JSON_EQ(tools->getDisks(), parse(R"json({"volumes": [
+        {"name": "/", "path": "/", "startup_disk": true, "removable": false, "network": false,
+         "total": "500 GB", "used": "377 GB", "free": "123 GB", "used_percent": 75.3, "purgeable": "6.6 GB"},
+        {"name": "share", "path": "/mnt/share", "startup_disk": false, "removable": false, "network": true,
+         "total": "0 B", "used": "0 B", "free": "0 B", "used_percent": 0, "purgeable": "0 B"},
+        {"name": "USB STICK", "path": "/media/USB STICK", "startup_disk": false, "removable": true, "network": false,
+         "total": "16.0 GB", "used": "0 B", "free": "16.0 GB", "used_percent": 0, "purgeable": "0 B"}],
+        "read_per_second": "5.0 MB/s", "write_per_second": "512 B/s"})json"));
+
+    hub->disks.volumes.clear();
+    EXPECT_JSON_EQ(tools->getDisks(), parse(R"json({"volumes": [], "read_per_second": "5.0 MB/s",
+                                                     "write_per_second": "512 B/s"})json"));
+}
+
+TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
+{
+    CPUMonitor& cpu = hub->cpu;
+    cpu.brand = "Fixture CPU @ 3.00GHz";
+    cpu.logicalCount = 8;
+    cpu.user = 12.34;
+    cpu.system = 5.55;
+    cpu.loadAverage = {1.234, 0.5, 0.049};
+    cpu.uptime = 3 * 86400 + 5 * 3600 + 7 * 60 + 30;
+    MemoryMonitor& memory = hub->memory;
+    memory.total = 16.0 * 1024 * 1024 * 1024;
+    memory.app = 6.0 * 1024 * 1024 * 1024;
+    memory.wired = 1.5 * 1024 * 1024 * 1024;
+    memory.compressed = 0.5 * 1024 * 1024 * 1024;
+    memory.pressure = 41.66;
+    memory.pressureLevel = 2;
+    memory.swapUsed = 300 * 1024 * 1024;
+    GPU gpu;
+    gpu.name = "GPU";
+    gpu.utilization = 33.33;
+    hub->gpu.gpus = {gpu};
+    Volume root;
+    root.url = "/";
+    root.name = "/";
+    root.total = 1e12;
+    root.available = 250e9;
+    root.availableImportant = 250e9;
+    root.isRoot = true;
+    hub->disks.volumes = {root};
+
+    const QJsonObject overview = tools->getOverview();
+    QJsonObject computer = overview["computer"].toObject();
+    computer.remove("insight"); // the insight engine's own tests cover its sentence
+    EXPECT_JSON_EQ(computer, parse(R"json({"model": "Fixture Book 14", "processor": "Fixture CPU @ 3.00GHz",
+        "cores": 8, "os": "Debian GNU/Linux 12 (bookworm) (6.1.0-fixture-amd64)", "uptime": "3d 5h 7m"})json"));
+    EXPECT_JSON_EQ(overview["cpu"].toObject(), parse(R"json({"total_percent": 17.9, "user_percent": 12.3,
+        "system_percent": 5.5, "load_average": [1.2, 0.5, 0]})json"));
+    EXPECT_JSON_EQ(overview["memory"].toObject(), parse(R"json({"used_percent": 50, "used": "8.0 GB",
+        "total": "16.0 GB", "pressure_percent": 41.7, "pressure": "warning", "swap_used": "300 MB"})json"));
+    EXPECT_JSON_EQ(overview["gpu"].toObject(), parse(R"json({"utilization_percent": 33.3})json"));
+    EXPECT_JSON_EQ(overview["startup_disk"].toObject(),
+                   parse(R"json({"used_percent": 75, "free": "250 GB", "total": "1.0 TB"})json"));
+
+    memory.pressureLevel = 1;
+    EXPECT_EQ(tools->getOverview().value("memory")["pressure"].toString(), "normal");
+    memory.pressureLevel = 4;
+    EXPECT_EQ(tools->getOverview().value("memory")["pressure"].toString(), "critical");
+
+    hub->gpu.gpus.clear();
+    hub->disks.volumes.clear();
+    const QJsonObject bare = tools->getOverview();
+    EXPECT_FALSE(bare.contains("gpu"));
+    EXPECT_FALSE(bare.contains("startup_disk"));
+}
