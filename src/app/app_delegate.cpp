@@ -42,6 +42,8 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::applicationWillTerminate()
 {
+    if (m_hub->history)
+        m_hub->history->flush();
 }
 
 void AppDelegate::configurationChanged(const Config& oldConfig, const Config& newConfig)

@@ -14,12 +14,15 @@ Hub::~Hub() = default;
 
 void Hub::start()
 {
+    history = HistoryStore::openDefault(HistoryStore::Access::writable);
+    m_isRecording = history != nullptr;
     startCommon();
 }
 
 void Hub::startHeadless()
 {
     m_isHeadless = true;
+    history = HistoryStore::openDefault(HistoryStore::Access::readOnly);
     startCommon();
 }
 
@@ -49,7 +52,6 @@ void Hub::tick()
     const Config config = m_settings.config();
     const double time = now();
     Q_UNUSED(config);
-    Q_UNUSED(time);
 
     // 1. cpu, memory, processes, gpu
     // 2. disk activity, and the volume list when older than 10 s or empty
@@ -57,13 +59,29 @@ void Hub::tick()
     // 4. sensors, battery
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
-    // 7. history row (only while recording)
+
+    if (m_isRecording)
+        recordHistory(time);
 
     ++m_tickCount;
     m_inTick = false;
     Q_EMIT changed();
     if (onTick)
         onTick();
+}
+
+void Hub::recordHistory(double time)
+{
+    if (history)
+        history->record(historyValues(), time);
+}
+
+HistoryValues Hub::historyValues() const
+{
+    HistoryValues values;
+    if (const std::optional<double> temperature = menubarTemperature())
+        values[HistoryMetric::temperature] = *temperature;
+    return values;
 }
 
 std::optional<double> Hub::menubarTemperature() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "history/history_store.h"
 
 #include <QObject>
 #include <QPointer>
@@ -41,6 +42,12 @@ public:
 
     std::function<void()> onTick;
 
+    // The 30-day store: writable in the application role, read-only in the MCP server role, absent
+    // when it could not be opened (the hub then runs without history).
+    std::unique_ptr<HistoryStore> history;
+    // The row the current live state gives: exactly the metrics whose sources have a value.
+    HistoryValues historyValues() const;
+
     // Seconds since 1970; tests replace it to drive time-dependent logic deterministically.
     std::function<double()> now;
 
@@ -55,6 +62,7 @@ Q_SIGNALS:
 
 private:
     void startCommon();
+    void recordHistory(double time);
 
     AppSettings& m_settings;
     std::unique_ptr<QTimer> m_timer;
