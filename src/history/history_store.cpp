@@ -35,6 +35,7 @@ constexpr std::array<Tier, 3> tiers{{
 
 constexpr double prunePeriod = 3600;
 constexpr double defaultFlushSeconds = 30;
+constexpr std::size_t maxPendingRows = 3900;
 
 const auto metrics = allCases<HistoryMetric>();
 
@@ -238,7 +239,26 @@ void HistoryStore::flushOnQueue()
     std::vector<PendingRow> rows;
     rows.swap(m_pending);
 
-    exec(m_db, "BEGIN");
+    // The write lock is taken up front, so a flush either writes every row and its roll-ups or,
+    // when another process still holds the file after the busy time-out, nothing at all; its rows
+    // then wait for the next flush instead of being lost.
+    if (!writeRows(rows)) {
+        m_pending = std::move(rows);
+        // A file that stays locked must not grow memory without end: keep the newest hour or so,
+        // which is all the raw tier would keep anyway.
+        if (m_pending.size() > maxPendingRows)
+            m_pending.erase(m_pending.begin(), m_pending.end() - maxPendingRows);
+    }
+
+    if (m_clock() - m_lastPrune > prunePeriod)
+        pruneOnQueue();
+}
+
+bool HistoryStore::writeRows(const std::vector<PendingRow>& rows)
+{
+    if (exec(m_db, "BEGIN IMMEDIATE") != SQLITE_OK)
+        return false;
+    bool ok = true;
     {
         std::string placeholders = "?";
         for (std::size_t i = 0; i < metrics.size(); ++i)
@@ -253,7 +273,7 @@ void HistoryStore::flushOnQueue()
                 else
                     sqlite3_bind_null(insert.handle, int(i) + 2);
             }
-            sqlite3_step(insert.handle);
+            ok = sqlite3_step(insert.handle) == SQLITE_DONE && ok;
             sqlite3_reset(insert.handle);
         }
     }
@@ -261,15 +281,10 @@ void HistoryStore::flushOnQueue()
         std::min_element(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.ts < b.ts; })->ts;
     rollUp(m_db, tiers[0], tiers[1], since);
     rollUp(m_db, tiers[1], tiers[2], since);
-    if (exec(m_db, "COMMIT") != SQLITE_OK) {
-        // Still locked after the busy time-out: undo, and keep the rows for the next flush rather
-        // than leaving a transaction open that every later flush would fall into.
-        exec(m_db, "ROLLBACK");
-        m_pending.insert(m_pending.begin(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
-    }
-
-    if (m_clock() - m_lastPrune > prunePeriod)
-        pruneOnQueue();
+    if (ok && exec(m_db, "COMMIT") == SQLITE_OK)
+        return true;
+    exec(m_db, "ROLLBACK");
+    return false;
 }
 
 void HistoryStore::pruneOnQueue()
@@ -336,6 +351,9 @@ void HistoryStore::clear(QObject* receiver, std::function<void()> completion)
             for (const Tier& tier : tiers)
                 exec(m_db, "DELETE FROM " + std::string(tier.table));
             exec(m_db, "VACUUM");
+            // VACUUM writes the compacted copy through the log; fold it back and cut the log to
+            // nothing, or the files on disk would not shrink at all.
+            exec(m_db, "PRAGMA wal_checkpoint(TRUNCATE)");
         }
         if (completion)
             onMainThread(receiver, completion);

@@ -85,6 +85,7 @@ private:
     HistoryStore(QString path, Access access, Clock clock);
     bool openOnQueue();
     void flushOnQueue();
+    bool writeRows(const std::vector<PendingRow>& rows);
     void pruneOnQueue();
     HistorySeries query(const std::vector<HistoryMetric>& metrics, HistoryRange range);
 

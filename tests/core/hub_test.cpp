@@ -12,6 +12,7 @@ using namespace pulsebar;
 TEST(Hub, IntervalChangeReplacesTheTimerAndTheOldOneNeverFiresAgain)
 {
     QTemporaryDir dir;
+    test::ScopedEnv dataHome("XDG_DATA_HOME", dir.path()); // the history store opens here
     Preferences preferences(dir.path() + "/preferences.json");
     AppSettings settings(preferences);
     Config c = settings.config();
@@ -50,6 +51,7 @@ TEST(Hub, IntervalChangeReplacesTheTimerAndTheOldOneNeverFiresAgain)
 TEST(Hub, HeadlessStartMarksTheRoleAndRecordsNothing)
 {
     QTemporaryDir dir;
+    test::ScopedEnv dataHome("XDG_DATA_HOME", dir.path()); // the history store opens here
     Preferences preferences(dir.path() + "/preferences.json");
     AppSettings settings(preferences);
     Hub hub(settings);

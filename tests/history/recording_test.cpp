@@ -1,0 +1,178 @@
+// The hub's side of history: which role records, what one tick writes, and the application run end to
+// end with the sqlite3 tool reading back what it wrote.
+#include "core/hub.h"
+
+#include "../support/test_support.h"
+#include "history_test_support.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <unistd.h>
+
+using namespace pulsebar;
+using namespace pulsebar::test;
+
+namespace {
+
+class Recording : public ::testing::Test {
+protected:
+    QTemporaryDir home;
+    ScopedEnv dataHome{"XDG_DATA_HOME", home.path() + "/data"};
+    QString historyPath = home.path() + "/data/Pulsebar/history.sqlite";
+    Preferences preferences{home.path() + "/preferences.json"};
+    AppSettings settings{preferences};
+};
+
+} // namespace
+
+TEST_F(Recording, TheApplicationRoleRecordsOneRowPerTickAtTheHubsTime)
+{
+    Hub hub(settings);
+    double time = 1'700'000'000.7;
+    hub.now = [&] { return time; };
+    hub.start();
+    ASSERT_TRUE(hub.history);
+    EXPECT_TRUE(hub.isRecording());
+    EXPECT_EQ(hub.history->access(), HistoryStore::Access::writable);
+    time += 1;
+    hub.tick();
+    hub.history->flush();
+    SqlFile file(historyPath, SQLITE_OPEN_READONLY);
+    EXPECT_EQ(file.column("SELECT ts FROM raw ORDER BY ts"),
+              (std::vector<std::optional<double>>{1'700'000'000.0, 1'700'000'001.0}));
+}
+
+TEST_F(Recording, AStoreThatCannotOpenLeavesTheHubTickingWithoutHistory)
+{
+    writeFile(historyPath, "not a database");
+    Hub hub(settings);
+    hub.start();
+    EXPECT_FALSE(hub.history);
+    EXPECT_FALSE(hub.isRecording());
+    hub.tick();
+    EXPECT_EQ(hub.tickCount(), 2);
+    EXPECT_EQ(readFile(historyPath), "not a database");
+}
+
+TEST_F(Recording, TheHeadlessRoleOpensReadOnlyAndNeverWrites)
+{
+    {
+        Hub none(settings);
+        none.startHeadless();
+        EXPECT_FALSE(none.history); // nothing recorded yet: no store, and no file made
+        EXPECT_FALSE(QFileInfo::exists(historyPath));
+    }
+    HistoryStore::open(historyPath, HistoryStore::Access::writable).reset(); // the tray app ran once
+    Hub hub(settings);
+    hub.startHeadless();
+    ASSERT_TRUE(hub.history);
+    EXPECT_EQ(hub.history->access(), HistoryStore::Access::readOnly);
+    EXPECT_FALSE(hub.isRecording());
+    hub.tick();
+    hub.history->flush();
+    EXPECT_EQ(SqlFile(historyPath, SQLITE_OPEN_READONLY).count("raw"), 0);
+}
+
+namespace {
+
+// The tray application, run as a person would, with a 1 s sampling interval.
+class RecordingApp : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        writeFile(home.path() + "/.config/pulsebar/preferences.json",
+                  QJsonDocument(QJsonObject{{"PulsebarConfig.v1", QJsonObject{{"updateInterval", 1}}}}).toJson());
+    }
+
+    void start(const QString& program, const QStringList& arguments, const QString& flushSeconds = "2")
+    {
+        QProcessEnvironment env = isolatedEnvironment(home.path());
+        env.insert("PULSEBAR_HISTORY_FLUSH_SECONDS", flushSeconds);
+        app.setProcessEnvironment(env);
+        app.start(program, arguments);
+        ASSERT_TRUE(app.waitForStarted());
+    }
+
+    // Quits with SIGTERM and expects a clean exit.
+    void quit()
+    {
+        ::kill(pid_t(app.processId()), SIGTERM);
+        ASSERT_TRUE(app.waitForFinished(10000));
+        EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(app.exitCode(), 0);
+        const QByteArray err = app.readAllStandardError();
+        EXPECT_FALSE(err.contains("Sanitizer")) << err.constData();
+    }
+
+    // One value from the sqlite3 command-line tool, opened read-only as any other program would.
+    QString sql(const QString& statement)
+    {
+        QProcess tool;
+        tool.start("sqlite3", {"-readonly", historyPath, statement});
+        tool.waitForFinished(10000);
+        return QString::fromUtf8(tool.readAllStandardOutput()).trimmed();
+    }
+
+    QTemporaryDir home;
+    QString historyPath = home.path() + "/.local/share/Pulsebar/history.sqlite";
+    QProcess app;
+};
+
+} // namespace
+
+TEST_F(RecordingApp, RowsWrittenByTheFlushTimerAndOnQuitCanBeReadBack)
+{
+    const qint64 started = QDateTime::currentSecsSinceEpoch();
+    start(binaryPath(), {});
+    // The first timed flush lands after 2 s with the rows of the first ticks.
+    ASSERT_TRUE(waitUntil([&] { return sql("SELECT count(*) FROM raw").toInt() >= 2; }, 8000));
+    const int flushed = sql("SELECT count(*) FROM raw").toInt();
+    QThread::msleep(1500); // at least one more tick, still pending
+    quit();
+
+    const int rows = sql("SELECT count(*) FROM raw").toInt();
+    EXPECT_GT(rows, flushed); // the quit flushed what was pending
+    const qint64 first = sql("SELECT min(ts) FROM raw").toLongLong();
+    const qint64 last = sql("SELECT max(ts) FROM raw").toLongLong();
+    EXPECT_GE(first, started);
+    EXPECT_LE(last, QDateTime::currentSecsSinceEpoch());
+    EXPECT_GE(last - first, rows - 2); // one row per tick, a second apart
+    EXPECT_EQ(sql("SELECT count(*) FROM m1 WHERE ts = " + QString::number(first / 60 * 60)), "1");
+    EXPECT_EQ(sql("PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(RecordingApp, AFileThatIsNotADatabaseIsKeptAndTheAppRunsOn)
+{
+    writeFile(historyPath, "my own notes\n");
+    start(binaryPath(), {}, "0.2");
+    EXPECT_FALSE(app.waitForFinished(1500));
+    quit();
+    EXPECT_EQ(readFile(historyPath), "my own notes\n");
+}
+
+TEST_F(RecordingApp, AReadOnlyDataFolderLeavesTheAppRunningWithoutHistory)
+{
+    const QString data = home.path() + "/.local/share";
+    QDir().mkpath(data);
+    QFile::setPermissions(data, QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadOther
+                                    | QFileDevice::ExeOther | QFileDevice::ReadGroup | QFileDevice::ExeGroup);
+    // Root ignores permission bits; without the capabilities that allow it, it obeys them like anyone.
+    if (::geteuid() == 0)
+        start("setpriv", {"--bounding-set=-dac_override,-dac_read_search", "--inh-caps=-all", binaryPath()}, "0.2");
+    else
+        start(binaryPath(), {}, "0.2");
+    EXPECT_FALSE(app.waitForFinished(1500));
+    quit();
+    EXPECT_FALSE(QFileInfo::exists(data + "/Pulsebar"));
+    QFile::setPermissions(data, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+}
