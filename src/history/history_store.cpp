@@ -36,6 +36,7 @@ constexpr std::array<Tier, 3> tiers{{
 constexpr double prunePeriod = 3600;
 constexpr double defaultFlushSeconds = 30;
 constexpr std::size_t maxPendingRows = 3900;
+constexpr int walCheckpointPages = 50;
 
 const auto metrics = allCases<HistoryMetric>();
 
@@ -210,6 +211,9 @@ bool HistoryStore::openOnQueue()
     if (writable) {
         exec(m_db, "PRAGMA journal_mode=WAL");
         exec(m_db, "PRAGMA synchronous=NORMAL");
+        // A flush adds a handful of pages to the log; folding it back every 50 pages instead of
+        // SQLite's 1000 keeps the log, which never shrinks on its own, near 200 KB instead of 4 MB.
+        sqlite3_wal_autocheckpoint(m_db, walCheckpointPages);
         for (const Tier& tier : tiers)
             ok = createAndMigrate(m_db, tier) && ok;
     }
@@ -294,6 +298,8 @@ void HistoryStore::pruneOnQueue()
     for (const Tier& tier : tiers)
         exec(m_db, "DELETE FROM " + std::string(tier.table) + " WHERE ts < "
                        + std::to_string(std::int64_t(now - tier.retention)));
+    // Once an hour the log is also cut back to nothing (when no reader holds an old snapshot).
+    sqlite3_wal_checkpoint_v2(m_db, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
 }
 
 HistorySeries HistoryStore::query(const std::vector<HistoryMetric>& wanted, HistoryRange range)
