@@ -8,6 +8,7 @@ Hub::Hub(AppSettings& settings, QObject* parent)
     : QObject(parent), m_settings(settings),
       now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
 {
+    network.now = [this] { return now(); };
 }
 
 Hub::~Hub() = default;
@@ -55,7 +56,8 @@ void Hub::tick()
 
     // 1. cpu, memory, processes, gpu
     // 2. disk activity, and the volume list when older than 10 s or empty
-    // 3. network (ping target from pingHost)
+    network.pingHost = config.pingHost;
+    network.sample();
     // 4. sensors, battery
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
@@ -79,6 +81,8 @@ void Hub::recordHistory(double time)
 HistoryValues Hub::historyValues() const
 {
     HistoryValues values;
+    values[HistoryMetric::download] = network.download;
+    values[HistoryMetric::upload] = network.upload;
     if (const std::optional<double> temperature = menubarTemperature())
         values[HistoryMetric::temperature] = *temperature;
     return values;

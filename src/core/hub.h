@@ -2,6 +2,7 @@
 
 #include "core/app_settings.h"
 #include "history/history_store.h"
+#include "monitors/network_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -52,6 +53,8 @@ public:
     std::function<double()> now;
 
     const QTimer* timer() const { return m_timer.get(); }
+
+    NetworkMonitor network;
 
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);

@@ -83,6 +83,18 @@ TEST_F(Recording, TheHeadlessRoleOpensReadOnlyAndNeverWrites)
     EXPECT_EQ(SqlFile(historyPath, SQLITE_OPEN_READONLY).count("raw"), 0);
 }
 
+TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
+{
+    Hub hub(settings);
+    hub.network.download = 1500;
+    hub.network.upload = 0; // a real zero is recorded as zero
+    const HistoryValues values = hub.historyValues();
+    EXPECT_EQ(values.at(HistoryMetric::download), 1500.0);
+    EXPECT_EQ(values.at(HistoryMetric::upload), 0.0);
+    // Nothing here has a temperature, so none is recorded rather than a 0 °C.
+    EXPECT_FALSE(values.count(HistoryMetric::temperature));
+}
+
 namespace {
 
 // The tray application, run as a person would, with a 1 s sampling interval.
