@@ -160,6 +160,7 @@ TEST_F(RecordingApp, RowsWrittenByTheFlushTimerAndOnQuitCanBeReadBack)
     EXPECT_LE(last, QDateTime::currentSecsSinceEpoch());
     EXPECT_GE(last - first, rows - 2); // one row per tick, a second apart
     EXPECT_EQ(sql("SELECT count(*) FROM m1 WHERE ts = " + QString::number(first / 60 * 60)), "1");
+    EXPECT_EQ(sql("SELECT count(*) FROM raw WHERE net_down IS NULL OR net_up IS NULL"), "0");
     EXPECT_EQ(sql("PRAGMA integrity_check"), "ok");
 }
 
@@ -172,19 +173,36 @@ TEST_F(RecordingApp, AFileThatIsNotADatabaseIsKeptAndTheAppRunsOn)
     EXPECT_EQ(readFile(historyPath), "my own notes\n");
 }
 
-TEST_F(RecordingApp, AReadOnlyDataFolderLeavesTheAppRunningWithoutHistory)
+TEST_F(RecordingApp, AReadOnlyFolderLeavesTheAppRunningWithoutHistory)
 {
     const QString data = home.path() + "/.local/share";
+    const QString folder = data + "/Pulsebar";
+    const auto readOnly = QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup
+                          | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther;
+    const auto writable = readOnly | QFileDevice::WriteOwner;
+    auto runAndQuit = [&] {
+        // Root ignores permission bits; without the capabilities that allow it, it obeys them like anyone.
+        if (::geteuid() == 0)
+            start("setpriv", {"--bounding-set=-dac_override,-dac_read_search", "--inh-caps=-all", binaryPath()}, "0.2");
+        else
+            start(binaryPath(), {}, "0.2");
+        EXPECT_FALSE(app.waitForFinished(1500));
+        quit();
+    };
+
+    // No folder yet, and it cannot be made.
     QDir().mkpath(data);
-    QFile::setPermissions(data, QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadOther
-                                    | QFileDevice::ExeOther | QFileDevice::ReadGroup | QFileDevice::ExeGroup);
-    // Root ignores permission bits; without the capabilities that allow it, it obeys them like anyone.
-    if (::geteuid() == 0)
-        start("setpriv", {"--bounding-set=-dac_override,-dac_read_search", "--inh-caps=-all", binaryPath()}, "0.2");
-    else
-        start(binaryPath(), {}, "0.2");
-    EXPECT_FALSE(app.waitForFinished(1500));
-    quit();
-    EXPECT_FALSE(QFileInfo::exists(data + "/Pulsebar"));
-    QFile::setPermissions(data, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(data, readOnly);
+    runAndQuit();
+    EXPECT_FALSE(QFileInfo::exists(folder));
+    QFile::setPermissions(data, writable);
+
+    // A history file from an earlier run in a folder that has since become read-only.
+    HistoryStore::open(historyPath, HistoryStore::Access::writable).reset();
+    const QByteArray before = readFile(historyPath);
+    QFile::setPermissions(folder, readOnly);
+    runAndQuit();
+    EXPECT_EQ(readFile(historyPath), before);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{"history.sqlite"});
+    QFile::setPermissions(folder, writable);
 }
