@@ -39,6 +39,15 @@ protected:
             timeoutMs);
     }
 
+    // Another writer: the sqlite3 tool takes the write lock and keeps it for `seconds`.
+    void holdWriteLock(QProcess& shell, const char* seconds)
+    {
+        startShell(shell);
+        QByteArray seen;
+        shell.write(QByteArray("BEGIN IMMEDIATE;\nSELECT 'locked';\n.shell sleep ") + seconds + "\nCOMMIT;\n.quit\n");
+        EXPECT_TRUE(waitForOutput(shell, "locked", seen));
+    }
+
     void recordRows(HistoryStore& store, std::int64_t from, int count)
     {
         for (int i = 0; i < count; ++i)
@@ -84,33 +93,24 @@ TEST_F(HistoryProcesses, FlushWaitsForAnotherWriterAndKeepsItsRowsWhenTheLockOut
     ASSERT_TRUE(store);
     SqlFile file(path, SQLITE_OPEN_READONLY);
 
+    // Ten rows flushed while another writer holds the lock; the rows on disk right after the flush.
+    auto flushWhileLocked = [&](const char* seconds, std::int64_t from) -> long long {
+        QProcess holder;
+        holdWriteLock(holder, seconds);
+        recordRows(*store, from, 10);
+        store->flush();
+        const long long rows = file.count("raw");
+        holder.waitForFinished();
+        return rows;
+    };
+
     // A lock released within the busy time-out: the flush waits and succeeds.
-    {
-        QProcess holder;
-        startShell(holder);
-        QByteArray seen;
-        holder.write("BEGIN IMMEDIATE;\nSELECT 'locked';\n.shell sleep 0.5\nCOMMIT;\n.quit\n");
-        ASSERT_TRUE(waitForOutput(holder, "locked", seen));
-        recordRows(*store, 1'700'000'000, 10);
-        store->flush();
-        EXPECT_EQ(file.count("raw"), 10);
-        holder.waitForFinished();
-    }
+    EXPECT_EQ(flushWhileLocked("0.5", 1'700'000'000), 10);
     // A lock held past the time-out: the flush gives up, and the rows go out with the next one.
-    {
-        QProcess holder;
-        startShell(holder);
-        QByteArray seen;
-        holder.write("BEGIN IMMEDIATE;\nSELECT 'locked';\n.shell sleep 3\nCOMMIT;\n.quit\n");
-        ASSERT_TRUE(waitForOutput(holder, "locked", seen));
-        recordRows(*store, 1'700'000'100, 10);
-        store->flush();
-        EXPECT_EQ(file.count("raw"), 10);
-        holder.waitForFinished();
-        store->flush();
-        EXPECT_EQ(file.count("raw"), 20);
-        EXPECT_EQ(file.count("m1"), 2);
-    }
+    EXPECT_EQ(flushWhileLocked("3", 1'700'000'100), 10);
+    store->flush();
+    EXPECT_EQ(file.count("raw"), 20);
+    EXPECT_EQ(file.count("m1"), 2);
 }
 
 TEST_F(HistoryProcesses, AReadOnlyStoreReadsWhileAnotherProcessWrites)
