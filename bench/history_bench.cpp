@@ -102,6 +102,16 @@ static void BM_HistoryLoadOneMetric(benchmark::State& state)
 }
 BENCHMARK(BM_HistoryLoadOneMetric)->DenseRange(1, 4)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// The tray app's open at start: schema, migration and the check of every page of a full file.
+static void BM_HistoryOpenThirtyDayFile(benchmark::State& state)
+{
+    ThirtyDays& days = ThirtyDays::shared();
+    const double now = days.now.load();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(HistoryStore::open(days.store->path(), HistoryStore::Access::writable, [now] { return now; }));
+}
+BENCHMARK(BM_HistoryOpenThirtyDayFile)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 static void BM_HistoryThirtyDayFileSize(benchmark::State& state)
 {
     ThirtyDays& days = ThirtyDays::shared();

@@ -112,13 +112,20 @@ void rollUp(sqlite3* db, const Tier& from, const Tier& into, std::int64_t since)
 }
 
 // Rejects a file that opened but is no usable database: not SQLite, damaged, or, for a writable
-// store, one that SQLite could only open read-only.
+// store, one that SQLite could only open read-only. The writer also checks every page once (a few
+// milliseconds for a month of history) rather than keep writing into a damaged file.
 bool isUsable(sqlite3* db, HistoryStore::Access access)
 {
     Statement check(db, "SELECT count(*) FROM sqlite_master");
     if (!check || sqlite3_step(check.handle) != SQLITE_ROW)
         return false;
-    return access == HistoryStore::Access::readOnly || sqlite3_db_readonly(db, "main") == 0;
+    if (access == HistoryStore::Access::readOnly)
+        return true;
+    Statement quickCheck(db, "PRAGMA quick_check");
+    if (!quickCheck || sqlite3_step(quickCheck.handle) != SQLITE_ROW)
+        return false;
+    const auto* verdict = reinterpret_cast<const char*>(sqlite3_column_text(quickCheck.handle, 0));
+    return verdict && std::string(verdict) == "ok" && sqlite3_db_readonly(db, "main") == 0;
 }
 
 double systemNow()

@@ -295,20 +295,28 @@ TEST_F(HistoryStoreTest, FilesThatAreNotUsableDatabasesAreNeitherOpenedNorTouche
     EXPECT_FALSE(openStore(HistoryStore::Access::readOnly));
     EXPECT_EQ(readFile(path), text);
 
-    // A real history file whose first page has been overwritten.
-    QFile::remove(path);
-    {
-        auto store = openStore();
-        ASSERT_TRUE(store);
-        store->record({{HistoryMetric::cpuUser, 1}}, double(now()));
-        store->flush();
+    // A real history file with one page overwritten: the first (the schema), or one deep inside.
+    auto damagedCopy = [&](qsizetype at) {
+        QFile::remove(path);
+        {
+            auto store = openStore();
+            EXPECT_TRUE(store);
+            for (int i = 0; i < 2000 && store; ++i)
+                store->record({{HistoryMetric::cpuUser, double(i)}}, double(now() - 2000 + i));
+            if (store)
+                store->flush();
+        }
+        QByteArray damaged = readFile(path);
+        EXPECT_GT(damaged.size(), at + 4096);
+        damaged.replace(at, 3900, QByteArray(3900, '\xA5'));
+        writeFile(path, damaged);
+        return damaged;
+    };
+    for (qsizetype at : {100, 10 * 4096}) {
+        const QByteArray damaged = damagedCopy(at);
+        EXPECT_FALSE(openStore()) << "damage at " << at;
+        EXPECT_EQ(readFile(path), damaged);
     }
-    QByteArray damaged = readFile(path);
-    ASSERT_GT(damaged.size(), 4096);
-    damaged.replace(100, 3900, QByteArray(3900, '\xA5'));
-    writeFile(path, damaged);
-    EXPECT_FALSE(openStore());
-    EXPECT_EQ(readFile(path), damaged);
 
     // Read-only opens never create a file.
     const QString missing = dir.path() + "/nowhere/history.sqlite";
