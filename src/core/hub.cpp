@@ -1,12 +1,19 @@
 #include "core/hub.h"
 
+#include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/power_supply_reader.h"
+
 #include <QDateTime>
+
+#include <algorithm>
+#include <cmath>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
     : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
+      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }), sensors(systemSensorSource()),
+      battery(systemBatteryReader())
 {
     network.now = [this] { return now(); };
 }
@@ -29,6 +36,7 @@ void Hub::startHeadless()
 
 void Hub::startCommon()
 {
+    sensors.start();
     tick();
     reschedule();
 }
@@ -58,7 +66,8 @@ void Hub::tick()
     // 2. disk activity, and the volume list when older than 10 s or empty
     network.pingHost = config.pingHost;
     network.sample();
-    // 4. sensors, battery
+    sensors.sample();
+    battery.sample();
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
 
@@ -85,12 +94,29 @@ HistoryValues Hub::historyValues() const
     values[HistoryMetric::upload] = network.upload;
     if (const std::optional<double> temperature = menubarTemperature())
         values[HistoryMetric::temperature] = *temperature;
+    if (!sensors.fans.empty())
+        values[HistoryMetric::fan] =
+            std::max_element(sensors.fans.begin(), sensors.fans.end(), [](const Fan& a, const Fan& b) {
+                return a.rpm < b.rpm;
+            })->rpm;
+    if (battery.present)
+        values[HistoryMetric::battery] = battery.percent;
+    // Total system power when the machine reports it; otherwise what the battery delivers or takes.
+    if (const std::optional<Sensor> systemPower = sensors.sensor("PSTR"))
+        values[HistoryMetric::power] = systemPower->value;
+    else if (battery.voltage && battery.amperage)
+        values[HistoryMetric::power] = std::abs(*battery.voltage * *battery.amperage);
     return values;
 }
 
 std::optional<double> Hub::menubarTemperature() const
 {
-    return std::nullopt;
+    if (const auto& key = m_settings.config().menubarSensorKey)
+        if (const auto chosen = sensors.sensor(*key))
+            return chosen->value;
+    if (const auto cpu = sensors.cpuTemperature())
+        return cpu;
+    return battery.temperature;
 }
 
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)

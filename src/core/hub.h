@@ -2,7 +2,9 @@
 
 #include "core/app_settings.h"
 #include "history/history_store.h"
+#include "monitors/battery_monitor.h"
 #include "monitors/network_monitor.h"
+#include "monitors/sensor_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -55,6 +57,8 @@ public:
     const QTimer* timer() const { return m_timer.get(); }
 
     NetworkMonitor network;
+    SensorMonitor sensors;
+    BatteryMonitor battery;
 
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);

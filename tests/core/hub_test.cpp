@@ -17,6 +17,7 @@ TEST(Hub, IntervalChangeReplacesTheTimerAndTheOldOneNeverFiresAgain)
     AppSettings settings(preferences);
     Config c = settings.config();
     c.updateInterval = 0.05;
+    c.pingHost = "127.0.0.1";
     settings.setConfig(c);
 
     Hub hub(settings);
@@ -54,6 +55,9 @@ TEST(Hub, HeadlessStartMarksTheRoleAndRecordsNothing)
     test::ScopedEnv dataHome("XDG_DATA_HOME", dir.path()); // the history store opens here
     Preferences preferences(dir.path() + "/preferences.json");
     AppSettings settings(preferences);
+    Config c = settings.config();
+    c.pingHost = "127.0.0.1";
+    settings.setConfig(c);
     Hub hub(settings);
     hub.startHeadless();
     EXPECT_TRUE(hub.isHeadless());

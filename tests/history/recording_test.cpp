@@ -86,13 +86,37 @@ TEST_F(Recording, TheHeadlessRoleOpensReadOnlyAndNeverWrites)
 TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
 {
     Hub hub(settings);
+    // A desktop: no battery, no fans, no temperature, no power sensor.
+    hub.sensors.sensors.clear();
+    hub.sensors.fans.clear();
+    hub.battery.present = false;
+    hub.battery.voltage.reset();
+    hub.battery.amperage.reset();
+    hub.battery.temperature.reset();
     hub.network.download = 1500;
     hub.network.upload = 0; // a real zero is recorded as zero
-    const HistoryValues values = hub.historyValues();
+    HistoryValues values = hub.historyValues();
     EXPECT_EQ(values.at(HistoryMetric::download), 1500.0);
     EXPECT_EQ(values.at(HistoryMetric::upload), 0.0);
-    // Nothing here has a temperature, so none is recorded rather than a 0 °C.
-    EXPECT_FALSE(values.count(HistoryMetric::temperature));
+    for (HistoryMetric absent : {HistoryMetric::temperature, HistoryMetric::fan, HistoryMetric::battery, HistoryMetric::power})
+        EXPECT_FALSE(values.count(absent)) << enumName(absent).toStdString();
+
+    // A laptop discharging at 11.5 V and 1.2 A, with two fans and a CPU sensor.
+    hub.battery.present = true;
+    hub.battery.percent = 64;
+    hub.battery.voltage = 11.5;
+    hub.battery.amperage = -1.2;
+    hub.sensors.fans = {Fan{0, 1800}, Fan{1, 2400}};
+    hub.sensors.sensors = {Sensor{"TC0P", "CPU", SensorGroup::cpu, SensorKind::temperature, 61}};
+    values = hub.historyValues();
+    EXPECT_EQ(values.at(HistoryMetric::battery), 64.0);
+    EXPECT_DOUBLE_EQ(values.at(HistoryMetric::power), 13.8);
+    EXPECT_EQ(values.at(HistoryMetric::fan), 2400.0); // the fastest fan
+    EXPECT_EQ(values.at(HistoryMetric::temperature), 61.0);
+
+    // The machine's own total power wins over the battery's product.
+    hub.sensors.sensors.push_back(Sensor{"PSTR", "System Total", SensorGroup::power, SensorKind::power, 22.5});
+    EXPECT_EQ(hub.historyValues().at(HistoryMetric::power), 22.5);
 }
 
 namespace {
