@@ -1,7 +1,13 @@
 #include "core/hub.h"
 
 #include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/linux_cpu_reader.h"
+#include "platform/linux/linux_disk_reader.h"
+#include "platform/linux/linux_gpu_reader.h"
+#include "platform/linux/linux_memory_reader.h"
+#include "platform/linux/linux_process_reader.h"
 #include "platform/linux/power_supply_reader.h"
+#include "platform/linux/logind_power_assertions.h"
 
 #include <QDateTime>
 
@@ -11,9 +17,14 @@
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }), sensors(systemSensorSource()),
-      battery(systemBatteryReader())
+    : QObject(parent), now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      cpu(std::make_unique<LinuxCPUReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      memory(std::make_unique<LinuxMemoryReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      processes(std::make_unique<LinuxProcessReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      gpu(std::make_unique<LinuxGPUReader>(SysFs::fromEnvironment())),
+      disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
+      m_keepAwake(std::make_unique<LogindPowerAssertions>())
 {
     network.now = [this] { return now(); };
 }
@@ -60,10 +71,15 @@ void Hub::tick()
     m_inTick = true;
     const Config config = m_settings.config();
     const double time = now();
-    Q_UNUSED(config);
 
-    // 1. cpu, memory, processes, gpu
-    // 2. disk activity, and the volume list when older than 10 s or empty
+    cpu.sample();
+    memory.sample();
+    processes.sample();
+    gpu.sample();
+
+    disks.sampleActivity();
+    if (disks.volumeScanDue(time))
+        disks.scanVolumes(config.showNetworkDisks, config.showRemovableDisks);
     network.pingHost = config.pingHost;
     network.sample();
     sensors.sample();
@@ -90,6 +106,14 @@ void Hub::recordHistory(double time)
 HistoryValues Hub::historyValues() const
 {
     HistoryValues values;
+    values[HistoryMetric::cpuUser] = cpu.user;
+    values[HistoryMetric::cpuSystem] = cpu.system;
+    if (!gpu.gpus.empty())
+        values[HistoryMetric::gpu] = gpu.utilization();
+    values[HistoryMetric::memoryPressure] = memory.pressure;
+    values[HistoryMetric::memoryUsed] = memory.usedPercent();
+    values[HistoryMetric::diskRead] = disks.readRate;
+    values[HistoryMetric::diskWrite] = disks.writeRate;
     values[HistoryMetric::download] = network.download;
     values[HistoryMetric::upload] = network.upload;
     if (const std::optional<double> temperature = menubarTemperature())
@@ -123,6 +147,9 @@ void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
         reschedule();
+    if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks
+        || oldConfig.showRemovableDisks != newConfig.showRemovableDisks)
+        disks.scanVolumes(newConfig.showNetworkDisks, newConfig.showRemovableDisks);
 }
 
 } // namespace pulsebar

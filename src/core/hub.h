@@ -2,8 +2,14 @@
 
 #include "core/app_settings.h"
 #include "history/history_store.h"
+#include "core/keep_awake.h"
 #include "monitors/battery_monitor.h"
+#include "monitors/cpu_monitor.h"
+#include "monitors/disk_monitor.h"
+#include "monitors/gpu_monitor.h"
+#include "monitors/memory_monitor.h"
 #include "monitors/network_monitor.h"
+#include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
 
 #include <QObject>
@@ -50,9 +56,19 @@ public:
     std::unique_ptr<HistoryStore> history;
     // The row the current live state gives: exactly the metrics whose sources have a value.
     HistoryValues historyValues() const;
+    KeepAwake& keepAwake() { return m_keepAwake; }
+    const KeepAwake& keepAwake() const { return m_keepAwake; }
 
     // Seconds since 1970; tests replace it to drive time-dependent logic deterministically.
     std::function<double()> now;
+
+    // The monitors, in the order the tick samples them; their fields are the live state. Declared
+    // after `now`, whose clock they read.
+    CPUMonitor cpu;
+    MemoryMonitor memory;
+    ProcessMonitor processes;
+    GPUMonitor gpu;
+    DiskMonitor disks;
 
     const QTimer* timer() const { return m_timer.get(); }
 
@@ -72,6 +88,7 @@ private:
     void recordHistory(double time);
 
     AppSettings& m_settings;
+    KeepAwake m_keepAwake;
     std::unique_ptr<QTimer> m_timer;
     bool m_isRecording = false;
     bool m_isHeadless = false;
