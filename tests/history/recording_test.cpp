@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QThread>
@@ -29,8 +28,8 @@ protected:
     QTemporaryDir home;
     ScopedEnv dataHome{"XDG_DATA_HOME", home.path() + "/data"};
     QString historyPath = home.path() + "/data/Pulsebar/history.sqlite";
-    Preferences preferences{home.path() + "/preferences.json"};
-    AppSettings settings{preferences};
+    IsolatedSettings isolated;
+    AppSettings& settings = isolated.settings;
 };
 
 } // namespace
@@ -143,8 +142,7 @@ class RecordingApp : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        writeFile(home.path() + "/.config/pulsebar/preferences.json",
-                  QJsonDocument(QJsonObject{{"PulsebarConfig.v1", QJsonObject{{"updateInterval", 1}}}}).toJson());
+        writeConfig(home.path(), QJsonObject{{"updateInterval", 1}});
     }
 
     void start(const QString& program, const QStringList& arguments, const QString& flushSeconds = "2")
