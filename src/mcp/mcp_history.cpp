@@ -4,22 +4,48 @@ namespace pulsebar::McpHistory {
 
 QStringList metricNames()
 {
-    return {"cpu_user", "cpu_system", "gpu", "mem_pressure", "mem_used", "disk_read", "disk_write",
-            "net_down", "net_up", "temperature", "fan", "battery", "power"};
+    QStringList names;
+    for (const HistoryMetric metric : allCases<HistoryMetric>())
+        names << enumName(metric);
+    return names;
 }
 
-QString unit(const QString& metric)
+QString unit(HistoryMetric metric)
 {
-    if (metric == QLatin1String("disk_read") || metric == QLatin1String("disk_write")
-        || metric == QLatin1String("net_down") || metric == QLatin1String("net_up"))
+    switch (metric) {
+    case HistoryMetric::diskRead:
+    case HistoryMetric::diskWrite:
+    case HistoryMetric::download:
+    case HistoryMetric::upload:
         return QStringLiteral("bytes/s");
-    if (metric == QLatin1String("temperature"))
+    case HistoryMetric::temperature:
         return QStringLiteral("°C");
-    if (metric == QLatin1String("fan"))
+    case HistoryMetric::fan:
         return QStringLiteral("rpm");
-    if (metric == QLatin1String("power"))
+    case HistoryMetric::power:
         return QStringLiteral("W");
+    case HistoryMetric::cpuUser:
+    case HistoryMetric::cpuSystem:
+    case HistoryMetric::gpu:
+    case HistoryMetric::memoryPressure:
+    case HistoryMetric::memoryUsed:
+    case HistoryMetric::battery:
+        break;
+    }
     return QStringLiteral("%");
+}
+
+std::optional<HistoryRange> range(const QString& name)
+{
+    if (name == QLatin1String("1h"))
+        return HistoryRange::hour;
+    if (name == QLatin1String("24h"))
+        return HistoryRange::day;
+    if (name == QLatin1String("7d"))
+        return HistoryRange::week;
+    if (name == QLatin1String("30d"))
+        return HistoryRange::month;
+    return std::nullopt;
 }
 
 } // namespace pulsebar::McpHistory

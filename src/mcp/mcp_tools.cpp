@@ -3,6 +3,7 @@
 #include "core/app_settings.h"
 #include "core/fmt.h"
 #include "core/hub.h"
+#include "history/history_store.h"
 #include "mcp/mcp_arguments.h"
 #include "mcp/mcp_history.h"
 #include "mcp/mcp_values.h"
@@ -321,15 +322,45 @@ QJsonArray MCPTools::historyPoints(const std::vector<Sample>& samples, int point
 
 QJsonObject MCPTools::getHistory(const QJsonObject& arguments)
 {
-    const QStringList metrics = McpHistory::metricNames();
-    const std::optional<QString> metric = McpArgument::string(arguments, QLatin1String("metric"));
-    if (!metric || !metrics.contains(*metric))
-        throw ToolError(QStringLiteral("metric must be one of: ") + metrics.join(QStringLiteral(", ")));
-    const QString range = McpArgument::string(arguments, QLatin1String("range")).value_or(QStringLiteral("24h"));
-    if (range != QLatin1String("1h") && range != QLatin1String("24h") && range != QLatin1String("7d")
-        && range != QLatin1String("30d"))
+    const std::optional<QString> metricName = McpArgument::string(arguments, QLatin1String("metric"));
+    const std::optional<HistoryMetric> metric =
+        metricName ? enumFromName<HistoryMetric>(*metricName) : std::nullopt;
+    if (!metric)
+        throw ToolError(QStringLiteral("metric must be one of: ")
+                        + McpHistory::metricNames().join(QStringLiteral(", ")));
+    const QString rangeName =
+        McpArgument::string(arguments, QLatin1String("range")).value_or(QStringLiteral("24h"));
+    const std::optional<HistoryRange> range = McpHistory::range(rangeName);
+    if (!range)
         throw ToolError(QStringLiteral("range must be 1h, 24h, 7d or 30d."));
-    throw ToolError(QStringLiteral("No history yet. Pulsebar records history while the menu bar app is running."));
+
+    // The hub opened the file at start; when the tray app created it only later, it is opened now.
+    std::unique_ptr<HistoryStore> opened;
+    HistoryStore* store = m_hub.history.get();
+    if (!store) {
+        opened = HistoryStore::openDefault(HistoryStore::Access::readOnly);
+        store = opened.get();
+    }
+    if (!store)
+        throw ToolError(QStringLiteral("No history yet. Pulsebar records history while the menu bar app is running."));
+
+    const HistorySeries series = store->loadNow({*metric}, *range);
+    std::vector<Sample> samples;
+    if (const auto values = series.values.find(*metric); values != series.values.end())
+        for (std::size_t i = 0; i < series.times.size() && i < values->second.size(); ++i)
+            if (const std::optional<double>& value = values->second[i])
+                samples.push_back({series.times[i], *value});
+
+    QJsonObject result{{"metric", enumName(*metric)}, {"unit", McpHistory::unit(*metric)}, {"range", rangeName}};
+    if (samples.empty()) {
+        result.insert("note", "No samples in this range.");
+        return result;
+    }
+    result.insert("summary", historySummary(samples, series.bucket));
+    const int64_t points = McpArgument::integer(arguments, QLatin1String("points")).value_or(48);
+    if (points >= 1)
+        result.insert("points", historyPoints(samples, int(std::min<int64_t>(points, 200))));
+    return result;
 }
 
 // ---- get_sensors ----

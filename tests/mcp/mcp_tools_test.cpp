@@ -2,7 +2,9 @@
 // rate and timestamp text can be asserted.
 
 #include "core/hub.h"
+#include "history/history_store.h"
 #include "mcp/mcp_tools.h"
+#include "mcp/mcp_values.h"
 #include "mcp/tool_error.h"
 #include "platform/linux/machine_reader.h"
 
@@ -13,6 +15,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QDateTime>
+
+#include <cmath>
 #include <ctime>
 
 using namespace pulsebar;
@@ -429,4 +434,71 @@ TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
     const QJsonObject bare = tools->getOverview();
     EXPECT_FALSE(bare.contains("gpu"));
     EXPECT_FALSE(bare.contains("startup_disk"));
+}
+
+TEST_F(McpTools, HistorySummarisesAndBucketsWhatTheTrayAppRecorded)
+{
+    // Without a file there is no history to read.
+    try {
+        tools->getHistory({{"metric", "cpu_user"}});
+        ADD_FAILURE() << "no store, no history";
+    } catch (const ToolError& error) {
+        EXPECT_EQ(error.message(), "No history yet. Pulsebar records history while the menu bar app is running.");
+    }
+
+    // The tray app records 100 seconds-apart rows, ten seconds apart, ending a little before now.
+    const double now = double(QDateTime::currentSecsSinceEpoch());
+    const double first = std::floor(now / 10) * 10 - 1200;
+    {
+        auto writer = HistoryStore::open(HistoryStore::defaultPath(), HistoryStore::Access::writable);
+        ASSERT_NE(writer, nullptr);
+        for (int i = 0; i < 100; ++i)
+            writer->record({{HistoryMetric::cpuUser, double(i)}, {HistoryMetric::fan, 1000.0 + 10 * i}}, first + 10 * i);
+        writer->flush();
+    }
+
+    const QJsonObject hour = tools->getHistory({{"metric", "cpu_user"}, {"range", "1h"}});
+    EXPECT_EQ(hour["metric"].toString(), "cpu_user");
+    EXPECT_EQ(hour["unit"].toString(), "%");
+    EXPECT_EQ(hour["range"].toString(), "1h");
+    EXPECT_JSON_EQ(hour["summary"].toObject(), (QJsonObject{
+        {"average", 49.5}, {"max", 99}, {"max_at", McpValue::timestamp(first + 990)}, {"min", 0},
+        {"min_at", McpValue::timestamp(first)}, {"latest", 99}, {"from", McpValue::timestamp(first)},
+        {"to", McpValue::timestamp(first + 990)}, {"point_seconds", 10}}));
+    const QJsonArray points = hour["points"].toArray();
+    ASSERT_EQ(points.size(), 34); // 48 asked: buckets of ceil(100 / 48) = 3 samples
+    EXPECT_JSON_EQ(points[0].toObject(), (QJsonObject{{"time", McpValue::timestamp(first)}, {"value", 1}}));
+    EXPECT_JSON_EQ(points[33].toObject(), (QJsonObject{{"time", McpValue::timestamp(first + 990)}, {"value", 99}}));
+
+    EXPECT_EQ(tools->getHistory({{"metric", "cpu_user"}, {"range", "1h"}, {"points", 7}})["points"].toArray().size(), 7);
+    EXPECT_EQ(tools->getHistory({{"metric", "cpu_user"}, {"range", "1h"}, {"points", "7"}})["points"].toArray().size(), 34);
+
+    // The day range reads minute averages; points 0 leaves the points out.
+    const QJsonObject fan = tools->getHistory({{"metric", "fan"}, {"points", 0}});
+    EXPECT_EQ(QStringList(fan.keys()), (QStringList{"metric", "range", "summary", "unit"}));
+    EXPECT_EQ(fan["unit"].toString(), "rpm");
+    EXPECT_EQ(fan["range"].toString(), "24h");
+    EXPECT_EQ(fan["summary"]["point_seconds"].toInt(), 300);
+
+    // A metric the app never recorded, and the argument errors.
+    EXPECT_JSON_EQ(tools->getHistory({{"metric", "battery"}, {"range", "30d"}}),
+                   parse(R"json({"metric": "battery", "unit": "%", "range": "30d", "note": "No samples in this range."})json"));
+    for (const auto& [metric, unit] : std::vector<std::pair<const char*, const char*>>{
+             {"net_down", "bytes/s"}, {"temperature", "°C"}, {"power", "W"}, {"mem_used", "%"}})
+        EXPECT_EQ(tools->getHistory({{"metric", metric}})["unit"].toString(), QString::fromUtf8(unit)) << metric;
+    auto error = [&](const QJsonObject& arguments) {
+        try {
+            tools->getHistory(arguments);
+        } catch (const ToolError& e) {
+            return e.message();
+        }
+        return QString();
+    };
+    const QString metricError = "metric must be one of: cpu_user, cpu_system, gpu, mem_pressure, mem_used, disk_read, "
+                                "disk_write, net_down, net_up, temperature, fan, battery, power";
+    EXPECT_EQ(error({}), metricError);
+    EXPECT_EQ(error({{"metric", "cpuUser"}}), metricError);
+    EXPECT_EQ(error({{"metric", QJsonArray{"cpu_user"}}}), metricError);
+    EXPECT_EQ(error({{"metric", "cpu_user"}, {"range", "1H"}}), "range must be 1h, 24h, 7d or 30d.");
+    EXPECT_EQ(error({{"metric", "cpu_user"}, {"range", 24}}), QString()); // not a string: the default
 }

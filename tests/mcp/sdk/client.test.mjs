@@ -16,7 +16,8 @@ assert.ok(binary, "usage: node client.test.mjs PULSEBAR");
 const home = mkdtempSync(join(tmpdir(), "pulsebar-sdk-"));
 const dataHome = join(home, "data");
 
-// A history file as the tray application leaves it: the last 20 minutes of cpu_user, one row a minute.
+// A history file as the tray application leaves it: the last 20 minutes of cpu_user, one row a minute,
+// in the per-second tier and rolled up into the per-minute tier.
 function writeHistory() {
   const folder = join(dataHome, "Pulsebar");
   mkdirSync(folder, { recursive: true });
@@ -26,8 +27,10 @@ function writeHistory() {
   let sql = "";
   for (const table of ["raw", "m1", "m15"])
     sql += `CREATE TABLE ${table} (ts INTEGER PRIMARY KEY, ${columns.map((c) => c + " REAL").join(", ")});\n`;
-  for (let i = 20; i >= 1; --i)
+  for (let i = 20; i >= 1; --i) {
     sql += `INSERT INTO raw (ts, cpu_user) VALUES (${now - i * 60}, ${i});\n`;
+    sql += `INSERT INTO m1 (ts, cpu_user) VALUES (${Math.floor((now - i * 60) / 60) * 60}, ${i});\n`;
+  }
   execFileSync("sqlite3", [join(folder, "history.sqlite")], { input: sql });
 }
 
