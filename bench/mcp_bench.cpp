@@ -3,8 +3,10 @@
 
 #include "core/app_settings.h"
 #include "core/hub.h"
+#include "history/history_store.h"
 #include "mcp/mcp_server.h"
 
+#include <QDateTime>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -12,6 +14,7 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <cmath>
 #include <memory>
 
 using namespace pulsebar;
@@ -45,10 +48,37 @@ BENCHMARK(BM_McpStartToInitializeAnswer)->UseManualTime()->Unit(benchmark::kMill
 
 namespace {
 
+// Every tier filled to its retention with every metric: an hour of seconds, a day of minutes and a
+// month of quarter hours (rolled up by the store itself from one row per tier bucket).
+bool fillHistory(const QString& dataHome)
+{
+    qputenv("XDG_DATA_HOME", dataHome.toUtf8());
+    auto store = HistoryStore::openDefault(HistoryStore::Access::writable);
+    if (!store)
+        return false;
+    const double now = double(QDateTime::currentSecsSinceEpoch());
+    auto row = [](double t) {
+        HistoryValues values;
+        for (const HistoryMetric metric : allCases<HistoryMetric>())
+            values[metric] = 50 + 40 * std::sin(t / 3600.0 + double(int(metric)));
+        return values;
+    };
+    for (double t = now - 31 * 86400; t < now - 25 * 3600; t += 900)
+        store->record(row(t), t);
+    for (double t = now - 25 * 3600; t < now - 3900; t += 60)
+        store->record(row(t), t);
+    for (double t = now - 3900; t < now; t += 1)
+        store->record(row(t), t);
+    store->flush();
+    return true;
+}
+
 // A server over a hub that has sampled twice, one second apart, like the server a second after start.
 struct WarmServer {
     static inline const bool offline = qputenv("PULSEBAR_IPIFY_URL", "http://127.0.0.1:9/");
     QTemporaryDir home;
+    // A full history file, as a month of the tray app leaves it, where the server looks for it.
+    const bool history = fillHistory(home.path() + "/data");
     Preferences preferences{home.path() + "/preferences.json"};
     AppSettings settings{preferences};
     Hub hub{settings};
@@ -60,6 +90,7 @@ struct WarmServer {
         Config config = settings.config();
         config.pingHost = QStringLiteral("127.0.0.1"); // measured without depending on the internet
         settings.setConfig(config);
+        hub.history = HistoryStore::openDefault(HistoryStore::Access::readOnly); // as startHeadless does
         hub.tick();
         QThread::msleep(1000);
         hub.tick();
@@ -85,6 +116,9 @@ static void BM_McpToolWarm(benchmark::State& state, const char* tool, const char
 }
 BENCHMARK_CAPTURE(BM_McpToolWarm, get_overview, "get_overview", "{}")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_McpToolWarm, get_top_processes, "get_top_processes", "{\"limit\":30}")->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_McpToolWarm, get_history_1h, "get_history", "{\"metric\":\"cpu_user\",\"range\":\"1h\"}")->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_McpToolWarm, get_history_24h, "get_history", "{\"metric\":\"net_down\"}")->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(BM_McpToolWarm, get_history_30d, "get_history", "{\"metric\":\"temperature\",\"range\":\"30d\",\"points\":200}")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_McpToolWarm, get_sensors, "get_sensors", "{\"all_sensors\":true}")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_McpToolWarm, get_battery, "get_battery", "{}")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_McpToolWarm, get_network, "get_network", "{}")->Unit(benchmark::kMicrosecond);
