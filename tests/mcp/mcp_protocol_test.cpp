@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -235,4 +236,26 @@ TEST_F(McpProtocol, ToolResultsArePrettySortedTextAndBadArgumentsComeBackAsToolE
     EXPECT_TRUE(isError(4));
     EXPECT_EQ(text(4), "No history yet. Pulsebar records history while the menu bar app is running.");
     EXPECT_EQ(text(5), "Unknown tool: GET_OVERVIEW");
+}
+
+TEST_F(McpProtocol, AnswersEachLineAsItArrivesWithoutADisplay)
+{
+    // An agent waits for each answer before it writes the next request: nothing may sit in a buffer.
+    QProcess server;
+    QProcessEnvironment env = isolatedEnvironment(home.path());
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        env.remove(name);
+    server.setProcessEnvironment(env);
+    server.start(binaryPath(), {"--mcp"});
+    ASSERT_TRUE(server.waitForStarted());
+    for (int id = 1; id <= 3; ++id) {
+        server.write(QByteArray("{\"jsonrpc\":\"2.0\",\"id\":") + QByteArray::number(id) + ",\"method\":\"ping\"}\n");
+        ASSERT_TRUE(waitUntil([&] { return server.canReadLine() || server.state() == QProcess::NotRunning; }, 10000));
+        EXPECT_EQ(server.readLine(), QByteArray("{\"id\":") + QByteArray::number(id) + ",\"jsonrpc\":\"2.0\",\"result\":{}}\n");
+    }
+    server.closeWriteChannel();
+    ASSERT_TRUE(server.waitForFinished(10000));
+    EXPECT_EQ(server.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(server.exitCode(), 0);
+    EXPECT_EQ(server.readAllStandardError(), QByteArray());
 }
