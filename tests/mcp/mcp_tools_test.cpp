@@ -286,14 +286,7 @@ namespace {
 
 ProcessSample process(int32_t pid, const char* name, double cpu, double memory, double read, double write)
 {
-    ProcessSample sample;
-    sample.pid = pid;
-    sample.name = name;
-    sample.cpu = cpu;
-    sample.memory = memory;
-    sample.diskRead = read;
-    sample.diskWrite = write;
-    return sample;
+    return {.pid = pid, .name = name, .cpu = cpu, .memory = memory, .diskRead = read, .diskWrite = write};
 }
 
 } // namespace
@@ -342,27 +335,12 @@ TEST_F(McpTools, TopProcessesRankByTheChosenResourceWithinTheLimit)
 
 TEST_F(McpTools, DisksListVolumesWithSizesInBase1000)
 {
-    Volume root;
-    root.url = "/";
-    root.name = "/";
-    root.total = 500e9;
-    root.available = 123.4e9;
-    root.availableImportant = 130e9;
-    root.isRoot = true;
-    Volume share;
-    share.url = "/mnt/share";
-    share.name = "share";
-    share.total = 0;
-    share.available = 0;
-    share.availableImportant = 0;
-    share.isLocal = false;
-    Volume stick;
-    stick.url = "/media/USB STICK";
-    stick.name = "USB STICK";
-    stick.total = 16e9;
-    stick.available = 16e9;
-    stick.availableImportant = 15e9; // below the plain figure: nothing purgeable
-    stick.isRemovable = true;
+    const Volume root{.url = "/", .name = "/", .total = 500e9, .available = 123.4e9, .availableImportant = 130e9,
+                      .isRoot = true};
+    const Volume share{.url = "/mnt/share", .name = "share", .isLocal = false};
+    // Less free for important use than plainly free: nothing is purgeable.
+    const Volume stick{.url = "/media/USB STICK", .name = "USB STICK", .total = 16e9, .available = 16e9,
+                       .availableImportant = 15e9, .isRemovable = true};
     hub->disks.volumes = {root, share, stick};
     hub->disks.readRate = 5 * 1024 * 1024;
     hub->disks.writeRate = 512;
@@ -402,13 +380,8 @@ TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
     gpu.name = "GPU";
     gpu.utilization = 33.33;
     hub->gpu.gpus = {gpu};
-    Volume root;
-    root.url = "/";
-    root.name = "/";
-    root.total = 1e12;
-    root.available = 250e9;
-    root.availableImportant = 250e9;
-    root.isRoot = true;
+    const Volume root{.url = "/", .name = "/", .total = 1e12, .available = 250e9, .availableImportant = 250e9,
+                      .isRoot = true};
     hub->disks.volumes = {root};
 
     const QJsonObject overview = tools->getOverview();
