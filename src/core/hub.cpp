@@ -1,12 +1,16 @@
 #include "core/hub.h"
 
+#include "alerts/rule_engine.h"
+#include "insight/insight_engine.h"
+
 #include <QDateTime>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
     : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; })
+      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      m_insights(std::make_unique<InsightEngine>(*this))
 {
 }
 
@@ -57,6 +61,9 @@ void Hub::tick()
     // 4. sensors, battery
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
+    if (!m_isHeadless)
+        rules().evaluate(time);
+    m_insights->evaluate(time);
     // 7. history row (only while recording)
 
     ++m_tickCount;
@@ -64,6 +71,13 @@ void Hub::tick()
     Q_EMIT changed();
     if (onTick)
         onTick();
+}
+
+RuleEngine& Hub::rules()
+{
+    if (!m_rules)
+        m_rules = std::make_unique<RuleEngine>(*this, now());
+    return *m_rules;
 }
 
 std::optional<double> Hub::menubarTemperature() const
