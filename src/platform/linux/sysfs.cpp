@@ -26,34 +26,34 @@ std::string_view trim(std::string_view text)
     return text;
 }
 
-std::optional<int64_t> toInt(std::string_view text)
+namespace {
+// The whole trimmed text must be one number of type T; from_chars never reads the locale.
+template <typename T>
+std::optional<T> parseWhole(std::string_view text)
 {
     text = trim(text);
-    int64_t value = 0;
+    T value{};
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size() || text.empty())
+    if (text.empty() || ec != std::errc() || end != text.data() + text.size())
         return std::nullopt;
     return value;
+}
+} // namespace
+
+std::optional<int64_t> toInt(std::string_view text)
+{
+    return parseWhole<int64_t>(text);
 }
 
 std::optional<uint64_t> toUnsigned(std::string_view text)
 {
-    text = trim(text);
-    uint64_t value = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size() || text.empty())
-        return std::nullopt;
-    return value;
+    return parseWhole<uint64_t>(text);
 }
 
 std::optional<double> toDouble(std::string_view text)
 {
-    text = trim(text);
-    double value = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size() || text.empty() || !std::isfinite(value))
-        return std::nullopt;
-    return value;
+    const auto value = parseWhole<double>(text);
+    return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
 std::optional<std::string_view> field(std::string_view text, std::string_view key)
