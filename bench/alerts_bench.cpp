@@ -41,17 +41,22 @@ LiveState busyDesktop()
     return s;
 }
 
+// The engines only need a hub to exist; the states are handed to them directly.
+struct BenchHub {
+    QTemporaryDir dir;
+    Preferences preferences{dir.path() + "/preferences.json"};
+    AppSettings settings{preferences};
+    Hub hub{settings};
+    SilentNotifier notifier;
+};
+
 } // namespace
 
 // One tick of the insight engine with every condition running and 400 processes to scan.
 static void BM_InsightEvaluate(benchmark::State& state)
 {
-    QTemporaryDir dir;
-    Preferences preferences(dir.path() + "/preferences.json");
-    AppSettings settings(preferences);
-    Hub hub(settings);
-    SilentNotifier notifier;
-    InsightEngine engine(hub, notifier);
+    BenchHub fixture;
+    InsightEngine engine(fixture.hub, fixture.notifier);
     const LiveState live = busyDesktop();
     const Config config;
     double now = 0;
@@ -65,12 +70,8 @@ BENCHMARK(BM_InsightEvaluate);
 // One tick of the rule engine with the default rules and every event switched on.
 static void BM_RulesEvaluate(benchmark::State& state)
 {
-    QTemporaryDir dir;
-    Preferences preferences(dir.path() + "/preferences.json");
-    AppSettings settings(preferences);
-    Hub hub(settings);
-    SilentNotifier notifier;
-    RuleEngine engine(hub, 0, notifier);
+    BenchHub fixture;
+    RuleEngine engine(fixture.hub, 0, fixture.notifier);
     const LiveState live = busyDesktop();
     Config config;
     config.events = EventToggles{true, true, true, true, true, true};
