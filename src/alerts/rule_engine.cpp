@@ -45,8 +45,12 @@ void RuleEngine::evaluate(const LiveState& state, const Config& config, double n
 void RuleEngine::evaluateRules(const LiveState& state, const Config& config, double now)
 {
     for (const Rule& rule : config.rules) {
-        if (!rule.enabled)
+        if (!rule.enabled) {
+            // A switched-off rule starts a fresh episode when it is switched on again.
+            m_conditionSince.erase(rule.id);
+            m_fired.remove(rule.id);
             continue;
+        }
         const std::optional<double> current = value(rule.metric, state);
         if (!holds(rule, current)) {
             // The episode is over: the rule may fire again the next time it holds.

@@ -152,6 +152,20 @@ TEST(RuleEngine, RulesRunInOrderSkipDisabledOnesAndIgnoreUnknownValues)
     EXPECT_EQ(run.notifier.posts[4], (Notification{"Startup disk used is above 0 %", "Currently 75 %."}));
 }
 
+TEST(RuleEngine, SwitchingARuleOffEndsItsEpisode)
+{
+    RuleRun run({rule(RuleMetric::cpu, RuleComparison::above, 50, 10)});
+    run.hold(0, 10, cpuAt(60));
+    ASSERT_EQ(run.notifier.posts.size(), 1u);
+    run.config.rules[0].enabled = false;
+    run.hold(11, 20, cpuAt(60));
+    run.config.rules[0].enabled = true;
+    run.hold(21, 30, cpuAt(60)); // a full duration again, counted from being switched on
+    EXPECT_EQ(run.notifier.posts.size(), 1u);
+    run.at(31, cpuAt(60));
+    EXPECT_EQ(run.notifier.posts.size(), 2u);
+}
+
 TEST(RuleEngine, ValuesAndFormats)
 {
     EXPECT_EQ(RuleEngine::format(80), "80");
