@@ -22,9 +22,21 @@ double LiveState::memoryUsedPercent() const
 
 LiveState LiveState::from(const Hub& hub)
 {
-    Q_UNUSED(hub);
-    LiveState state;
-    return state;
+    LiveState s;
+
+    const NetworkMonitor& network = hub.network;
+    s.download = network.download;
+    s.upload = network.upload;
+    s.pingMs = network.pingMs;
+    s.internetReachable = network.internetReachable;
+    s.publicIP = network.publicIP;
+    s.primaryInterface = network.primaryInterface;
+    if (network.wifi) {
+        s.wifiSSID = network.wifi->ssid;
+        // A link that names neither a network nor an access point is not associated.
+        s.wifiAssociated = network.wifi->ssid.has_value() || network.wifi->bssid.has_value();
+    }
+    return s;
 }
 
 } // namespace pulsebar

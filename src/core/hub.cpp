@@ -12,6 +12,7 @@ Hub::Hub(AppSettings& settings, QObject* parent)
       now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
       m_insights(std::make_unique<InsightEngine>(*this))
 {
+    network.now = [this] { return now(); };
 }
 
 Hub::~Hub() = default;
@@ -57,7 +58,8 @@ void Hub::tick()
 
     // 1. cpu, memory, processes, gpu
     // 2. disk activity, and the volume list when older than 10 s or empty
-    // 3. network (ping target from pingHost)
+    network.pingHost = config.pingHost;
+    network.sample();
     // 4. sensors, battery
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "monitors/network_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -48,6 +49,8 @@ public:
     std::function<double()> now;
 
     const QTimer* timer() const { return m_timer.get(); }
+
+    NetworkMonitor network;
 
     // The threshold rules and events; created on first use, which starts their 5 s of silence.
     RuleEngine& rules();

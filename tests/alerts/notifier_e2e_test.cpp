@@ -1,7 +1,6 @@
 // The application role posts through a real session bus: a private dbus-daemon, with a notification
 // service played by this test, stands in for the desktop.
 #include "alerts/notifier.h"
-#include "core/app_settings.h"
 #include "core/config.h"
 
 #include "../support/test_support.h"
@@ -10,7 +9,6 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
@@ -102,8 +100,9 @@ QString prepareHome(const QTemporaryDir& home)
     Rule always = Rule::make(true, RuleMetric::cpu, RuleComparison::above, -1, 0);
     config.rules = {always};
     config.events = EventToggles{false, false, false, false, false, false};
-    const QJsonObject preferences{{AppSettings::configKey, config.toJson()}};
-    test::writeFile(home.path() + "/.config/pulsebar/preferences.json", QJsonDocument(preferences).toJson());
+    QJsonObject stored = config.toJson();
+    stored.remove("pingHost"); // a test run pings loopback, never a public address
+    test::writeConfig(home.path(), stored);
     return home.path();
 }
 

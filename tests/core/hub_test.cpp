@@ -16,6 +16,7 @@ TEST(Hub, IntervalChangeReplacesTheTimerAndTheOldOneNeverFiresAgain)
     AppSettings settings(preferences);
     Config c = settings.config();
     c.updateInterval = 0.05;
+    c.pingHost = "127.0.0.1";
     settings.setConfig(c);
 
     Hub hub(settings);
@@ -52,6 +53,9 @@ TEST(Hub, HeadlessStartMarksTheRoleAndRecordsNothing)
     QTemporaryDir dir;
     Preferences preferences(dir.path() + "/preferences.json");
     AppSettings settings(preferences);
+    Config c = settings.config();
+    c.pingHost = "127.0.0.1";
+    settings.setConfig(c);
     Hub hub(settings);
     hub.startHeadless();
     EXPECT_TRUE(hub.isHeadless());

@@ -7,6 +7,10 @@
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "offscreen" : qgetenv("QT_QPA_PLATFORM"));
+    // No test reaches the internet: the public-address service points at a closed loopback port
+    // unless a test serves it itself.
+    if (qEnvironmentVariableIsEmpty("PULSEBAR_IPIFY_URL"))
+        qputenv("PULSEBAR_IPIFY_URL", "http://127.0.0.1:9/");
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QThread>
 
@@ -49,8 +50,19 @@ QByteArray readFile(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+void writeConfig(const QString& home, QJsonObject config)
+{
+    if (!config.contains("pingHost"))
+        config["pingHost"] = "127.0.0.1";
+    writeFile(home + "/.config/pulsebar/preferences.json",
+              QJsonDocument(QJsonObject{{"PulsebarConfig.v1", config}}).toJson());
+}
+
 QProcessEnvironment isolatedEnvironment(const QString& home)
 {
+    // Without a configuration of its own, a run pings loopback instead of the public default.
+    if (!QFile::exists(home + "/.config/pulsebar/preferences.json"))
+        writeConfig(home, {});
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("HOME", home);
     env.insert("XDG_CONFIG_HOME", home + "/.config");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -40,6 +41,10 @@ struct RunResult {
 // Without a home of its own, a run gets fresh XDG folders inside `home` so it never touches the user's.
 RunResult runPulsebar(const QStringList& arguments, const QString& home, const QByteArray& input = {},
                       const QProcessEnvironment& extra = {}, int timeoutMs = 30000);
+
+// Writes `config` as the stored configuration of a run in `home`; pingHost is loopback unless given,
+// so no test pings a public address.
+void writeConfig(const QString& home, QJsonObject config);
 
 // An environment whose HOME and XDG folders point into `home`.
 QProcessEnvironment isolatedEnvironment(const QString& home);

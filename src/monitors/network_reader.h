@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace pulsebar {
+
+// Cumulative byte counters of one interface, as the kernel keeps them since the link appeared.
+struct InterfaceCounters {
+    uint64_t rx = 0;
+    uint64_t tx = 0;
+    // Backed by a physical device (Ethernet, Wi-Fi, mobile broadband). Only these count in the totals,
+    // so traffic that also crosses a tunnel, bridge or veth is not counted twice.
+    bool hardware = false;
+    bool operator==(const InterfaceCounters&) const = default;
+};
+
+// Addresses of one interface, from the address listing.
+struct Addresses {
+    QStringList v4;
+    QStringList v6;
+    std::optional<QString> mac; // lower-case hex pairs joined by ':'
+    bool operator==(const Addresses&) const = default;
+};
+
+// The routing state the whole machine shares.
+struct GlobalNetworkState {
+    std::optional<QString> primaryInterface;
+    std::optional<QString> router;
+    QStringList dns;
+    bool operator==(const GlobalNetworkState&) const = default;
+};
+
+// The Wi-Fi link in the platform's own terms; the monitor turns the codes into texts.
+// Codes: band 1 = 2.4 GHz, 2 = 5 GHz, 3 = 6 GHz; width 1 = 20, 2 = 40, 3 = 80, 4 = 160 MHz;
+// phyMode 0 = none, 1 = a, 2 = b, 3 = g, 4 = n, 5 = ac, 6 = ax, 7 = be; security as in WiFiSecurityCode.
+struct WiFiReading {
+    QString interfaceName;
+    bool powerOn = false;
+    std::optional<QString> ssid;
+    std::optional<QString> bssid;
+    int rssi = 0;
+    int noise = 0;
+    std::optional<int> channel;
+    int band = 0;
+    int width = 0;
+    double transmitRate = 0; // Mbit/s
+    int phyMode = 0;
+    std::optional<int> security; // absent when the link's security cannot be told
+    std::optional<QString> countryCode;
+    bool operator==(const WiFiReading&) const = default;
+};
+
+// Security codes of a Wi-Fi link.
+namespace WiFiSecurityCode {
+constexpr int none = 0, wep = 1, wpaPersonal = 2, wpaPersonalMixed = 3, wpa2Personal = 4, personal = 5,
+              dynamicWEP = 6, wpaEnterprise = 7, wpaEnterpriseMixed = 8, wpa2Enterprise = 9, enterprise = 10,
+              wpa3Personal = 11, wpa3Enterprise = 12, wpa3Transition = 13, owe = 14, oweTransition = 15;
+}
+
+// The raw network readings of one platform. Every read fails softly: an empty map, nullopt or an
+// empty list, never an exception.
+class NetworkReader {
+public:
+    virtual ~NetworkReader() = default;
+
+    virtual std::map<QString, InterfaceCounters> readCounters() = 0;
+    virtual std::map<QString, Addresses> readAddresses() = 0;
+    virtual GlobalNetworkState readGlobalState() = 0;
+    // Absent when the machine has no Wi-Fi interface.
+    virtual std::optional<WiFiReading> readWiFi() = 0;
+    // User-visible names of the interfaces the system knows ("Wi-Fi", "Ethernet 2").
+    virtual std::map<QString, QString> readDisplayNames() = 0;
+    // Factory link-layer addresses of the physical interfaces.
+    virtual std::map<QString, QString> readHardwareAddresses() = 0;
+    virtual bool isBridge(const QString& bsdName) = 0;
+
+    // The reader of the running system, rooted at PULSEBAR_SYSROOT.
+    static std::unique_ptr<NetworkReader> forThisSystem();
+};
+
+} // namespace pulsebar

@@ -1,0 +1,498 @@
+#include "../support/test_support.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace pulsebar::test;
+
+namespace {
+
+const QByteArray usage = "Usage: Pulsebar --agents status | add <client> | remove <client>\n";
+const QString clientIds = "claude-desktop|claude-code|cursor|vscode|windsurf|lm-studio|gemini-cli|codex";
+
+QJsonObject parseObject(const QByteArray& text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
+// The status table as a map from client id to its status text.
+QMap<QString, QString> statusTable(const QByteArray& out)
+{
+    QMap<QString, QString> table;
+    for (const QByteArray& line : out.split('\n')) {
+        if (line.isEmpty())
+            continue;
+        EXPECT_EQ(line[15], ' ') << line.constData();
+        table.insert(QString::fromUtf8(line.left(15)).trimmed(), QString::fromUtf8(line.mid(16)));
+    }
+    return table;
+}
+
+} // namespace
+
+class Agents : public ::testing::Test {
+protected:
+    QTemporaryDir tmp;
+    QString home = tmp.path() + "/home";        // HOME: must never be touched
+    QString agentHome = tmp.path() + "/agents"; // PULSEBAR_AGENT_HOME
+    QString bin = tmp.path() + "/bin";          // the only folder on PATH
+    QString self = QFileInfo(binaryPath()).canonicalFilePath();
+
+    void SetUp() override
+    {
+        QDir().mkpath(home);
+        QDir().mkpath(agentHome);
+        QDir().mkpath(bin);
+    }
+
+    QProcessEnvironment extraEnvironment() const
+    {
+        QProcessEnvironment env;
+        env.insert("PULSEBAR_AGENT_HOME", agentHome);
+        env.insert("PATH", bin);
+        return env;
+    }
+
+    RunResult agents(const QStringList& arguments) const
+    {
+        return runPulsebar(QStringList{"--agents"} + arguments, home, {}, extraEnvironment());
+    }
+
+    // Runs another copy of the executable, as if Pulsebar had been moved or reinstalled elsewhere.
+    RunResult agentsFrom(const QString& program, const QStringList& arguments) const
+    {
+        QProcess process;
+        QProcessEnvironment env = isolatedEnvironment(home);
+        const QProcessEnvironment extra = extraEnvironment();
+        for (const QString& key : extra.keys())
+            env.insert(key, extra.value(key));
+        process.setProcessEnvironment(env);
+        process.start(program, QStringList{"--agents"} + arguments);
+        RunResult result;
+        result.finished = process.waitForFinished(30000);
+        result.exitCode = process.exitCode();
+        result.out = process.readAllStandardOutput();
+        result.err = process.readAllStandardError();
+        return result;
+    }
+
+    QString copyOfBinary(const QString& folder) const
+    {
+        const QString path = tmp.path() + '/' + folder + "/pulsebar";
+        QDir().mkpath(QFileInfo(path).path());
+        EXPECT_TRUE(QFile::copy(binaryPath(), path));
+        return QFileInfo(path).canonicalFilePath();
+    }
+
+    QString agentPath(const QString& relative) const { return agentHome + '/' + relative; }
+
+    void makeProgram(const QString& name) const
+    {
+        writeFile(bin + '/' + name, "#!/bin/sh\n");
+        QFile::setPermissions(bin + '/' + name, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+
+    QString status(const QString& client) const { return statusTable(agents({"status"}).out).value(client); }
+
+    QJsonObject pulsebarEntry(const QString& command) const
+    {
+        return QJsonObject{{"command", command}, {"args", QJsonArray{"--mcp"}}};
+    }
+
+    static QByteArray codexTable(const QString& command)
+    {
+        return "[mcp_servers.pulsebar]\ncommand = \"" + command.toUtf8() + "\"\nargs = [\"--mcp\"]\n";
+    }
+
+    // The TOML file as Python's own TOML reader sees it, converted to JSON.
+    QJsonObject parsedToml(const QString& path) const
+    {
+        QProcess python;
+        python.start("/usr/bin/python3",
+                     {"-c", "import json, sys, tomllib\n"
+                            "print(json.dumps(tomllib.load(open(sys.argv[1], 'rb'))))",
+                      path});
+        EXPECT_TRUE(python.waitForFinished(20000));
+        EXPECT_EQ(python.exitCode(), 0) << python.readAllStandardError().constData();
+        return parseObject(python.readAllStandardOutput());
+    }
+};
+
+TEST_F(Agents, UsageErrorsExitWithStatusTwo)
+{
+    const QList<QStringList> badCommands{{}, {"list"}, {"ADD", "cursor"}, {"--help"}};
+    for (const QStringList& arguments : badCommands) {
+        const RunResult r = agents(arguments);
+        EXPECT_EQ(r.exitCode, 2) << arguments.join(' ').toStdString();
+        EXPECT_EQ(r.err, usage);
+        EXPECT_TRUE(r.out.isEmpty());
+    }
+    for (const QString& subcommand : {"add", "remove"}) {
+        for (const QStringList& rest : QList<QStringList>{{}, {"nope"}, {"Cursor"}, {""}}) {
+            const RunResult r = agents(QStringList{subcommand} + rest);
+            EXPECT_EQ(r.exitCode, 2);
+            EXPECT_EQ(QString::fromUtf8(r.err), "Usage: Pulsebar --agents " + subcommand + " <" + clientIds + ">\n");
+            EXPECT_TRUE(r.out.isEmpty());
+        }
+    }
+    EXPECT_TRUE(QDir(agentHome).isEmpty());
+}
+
+TEST_F(Agents, StatusWithAnEmptyAgentHomeReportsEveryClientNotInstalled)
+{
+    // The real home has a Cursor folder; only the agent home may count.
+    QDir().mkpath(home + "/.cursor");
+    const RunResult r = agents({"status", "extra", "words"});
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_TRUE(r.err.isEmpty());
+    EXPECT_EQ(r.out, "claude-desktop  notInstalled\n"
+                     "claude-code     notInstalled\n"
+                     "cursor          notInstalled\n"
+                     "vscode          notInstalled\n"
+                     "windsurf        notInstalled\n"
+                     "lm-studio       notInstalled\n"
+                     "gemini-cli      notInstalled\n"
+                     "codex           notInstalled\n");
+}
+
+TEST_F(Agents, DetectsClientsByTheirFoldersAndByTheirProgramsOnPath)
+{
+    makeProgram("code");
+    makeProgram("claude-desktop");
+    QDir().mkpath(agentPath(".lmstudio"));
+    writeFile(agentPath(".claude.json"), "{}");
+    QDir().mkpath(agentPath(".codex"));
+    // A Windsurf data folder elsewhere does not count.
+    QDir().mkpath(agentPath(".codeium/other"));
+
+    const QMap<QString, QString> table = statusTable(agents({"status"}).out);
+    EXPECT_EQ(table.value("claude-desktop"), "notAdded");
+    EXPECT_EQ(table.value("claude-code"), "manual");
+    EXPECT_EQ(table.value("cursor"), "notInstalled");
+    EXPECT_EQ(table.value("vscode"), "notAdded");
+    EXPECT_EQ(table.value("windsurf"), "notInstalled");
+    EXPECT_EQ(table.value("lm-studio"), "notAdded");
+    EXPECT_EQ(table.value("gemini-cli"), "notInstalled");
+    EXPECT_EQ(table.value("codex"), "notAdded");
+    EXPECT_EQ(table.size(), 8);
+}
+
+TEST_F(Agents, AddKeepsOtherServersAndKeysAndLeavesOneEntry)
+{
+    const QString config = agentPath(".cursor/mcp.json");
+    const QByteArray original = R"({
+  "mcpServers": {
+    "github": {"command": "npx", "args": ["-y", "@x/server-github"], "env": {"TOKEN": "abc"}},
+    "pulsebar": {"command": "/opt/old/pulsebar", "args": ["--mcp"]}
+  },
+  "theme": "dark",
+  "limits": {"timeout": 30, "ratio": 0.25, "big": 9007199254740993, "on": true, "none": null},
+  "url": "https://example.com/a/b",
+  "name": "Grüße"
+})";
+    writeFile(config, original);
+    EXPECT_EQ(status("cursor"), "addedElsewhere(/opt/old/pulsebar)");
+
+    for (int round = 0; round < 2; ++round) {
+        const RunResult r = agents({"add", "cursor"});
+        EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+        EXPECT_TRUE(r.err.isEmpty());
+        EXPECT_EQ(statusTable(r.out).value("cursor"), "added");
+    }
+
+    const QByteArray written = readFile(config);
+    const QJsonObject before = parseObject(original);
+    QJsonObject after = parseObject(written);
+    const QJsonObject servers = after.value("mcpServers").toObject();
+    EXPECT_EQ(servers.keys(), QStringList({"github", "pulsebar"}));
+    EXPECT_EQ(servers.value("pulsebar").toObject(), pulsebarEntry(self));
+    EXPECT_EQ(servers.value("github"), before.value("mcpServers").toObject().value("github"));
+    after.remove("mcpServers");
+    QJsonObject beforeRest = before;
+    beforeRest.remove("mcpServers");
+    EXPECT_EQ(after, beforeRest);
+    EXPECT_TRUE(written.contains("9007199254740993"));
+
+    // Readable as a person would keep it: indented, sorted, slashes as they are.
+    EXPECT_TRUE(written.contains("\n    \"mcpServers\": {\n"));
+    EXPECT_TRUE(written.contains("\"https://example.com/a/b\""));
+    EXPECT_TRUE(written.contains(QFileInfo(self).path().toUtf8() + "/pulsebar\""));
+    EXPECT_LT(written.indexOf("\"limits\""), written.indexOf("\"mcpServers\""));
+    EXPECT_LT(written.indexOf("\"mcpServers\""), written.indexOf("\"name\""));
+
+    // The backup holds the user's file from before the first edit, not the one from the second.
+    EXPECT_EQ(readFile(config + ".pulsebar-backup"), original);
+    EXPECT_EQ(QDir(agentPath(".cursor")).entryList(QDir::Files), QStringList({"mcp.json", "mcp.json.pulsebar-backup"}));
+}
+
+TEST_F(Agents, AddCreatesMissingFilesAndTypesTheVsCodeEntry)
+{
+    makeProgram("code");
+    EXPECT_EQ(agents({"add", "vscode"}).exitCode, 0);
+    EXPECT_EQ(parseObject(readFile(agentPath(".config/Code/User/mcp.json"))),
+              QJsonObject({{"servers", QJsonObject{{"pulsebar", QJsonObject{{"command", self},
+                                                                             {"args", QJsonArray{"--mcp"}},
+                                                                             {"type", "stdio"}}}}}}));
+    // Nothing existed before, so there is nothing to back up.
+    EXPECT_FALSE(QFile::exists(agentPath(".config/Code/User/mcp.json.pulsebar-backup")));
+
+    // An empty file and a "servers" member that is not an object both start an empty server list.
+    writeFile(agentPath(".gemini/settings.json"), "  \n");
+    EXPECT_EQ(agents({"add", "gemini-cli"}).exitCode, 0);
+    EXPECT_EQ(parseObject(readFile(agentPath(".gemini/settings.json"))),
+              QJsonObject({{"mcpServers", QJsonObject{{"pulsebar", pulsebarEntry(self)}}}}));
+    writeFile(agentPath(".lmstudio/mcp.json"), R"({"mcpServers": "none", "keep": 1})");
+    EXPECT_EQ(agents({"add", "lm-studio"}).exitCode, 0);
+    EXPECT_EQ(parseObject(readFile(agentPath(".lmstudio/mcp.json"))),
+              QJsonObject({{"keep", 1}, {"mcpServers", QJsonObject{{"pulsebar", pulsebarEntry(self)}}}}));
+}
+
+TEST_F(Agents, AddingFromAMovedExecutableUpdatesTheCommand)
+{
+    const QString moved = copyOfBinary("My Tools");
+    writeFile(agentPath(".cursor/mcp.json"), R"({"mcpServers": {"other": {"command": "x"}}})");
+    QDir().mkpath(agentPath(".codex"));
+    QDir().mkpath(agentPath(".claude"));
+
+    for (const QString& client : {"cursor", "codex"})
+        ASSERT_EQ(agents({"add", client}).exitCode, 0);
+    RunResult r = agentsFrom(moved, {"add", "cursor"});
+    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_EQ(statusTable(r.out).value("cursor"), "added");
+    EXPECT_EQ(statusTable(r.out).value("codex"), "addedElsewhere(" + self + ")");
+    EXPECT_EQ(agentsFrom(moved, {"add", "codex"}).exitCode, 0);
+
+    const QJsonObject servers = parseObject(readFile(agentPath(".cursor/mcp.json"))).value("mcpServers").toObject();
+    EXPECT_EQ(servers.value("pulsebar").toObject(), pulsebarEntry(moved));
+    EXPECT_EQ(servers.value("other").toObject(), QJsonObject({{"command", "x"}}));
+    EXPECT_EQ(parsedToml(agentPath(".codex/config.toml")).value("mcp_servers").toObject(),
+              QJsonObject({{"pulsebar", pulsebarEntry(moved)}}));
+
+    // Seen from the original executable, both entries now launch the other one.
+    const QMap<QString, QString> table = statusTable(agents({"status"}).out);
+    EXPECT_EQ(table.value("cursor"), "addedElsewhere(" + moved + ")");
+    EXPECT_EQ(table.value("codex"), "addedElsewhere(" + moved + ")");
+
+    // The Claude Code command quotes a path with a space.
+    r = agentsFrom(moved, {"add", "claude-code"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(QString::fromUtf8(r.out), "claude mcp add --scope user pulsebar -- '" + moved + "' --mcp\n");
+}
+
+TEST_F(Agents, ClaudeCodeIsSetUpByACommandThePersonRuns)
+{
+    QDir().mkpath(agentPath(".claude"));
+    RunResult r = agents({"add", "claude-code"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, "Claude Code is set up with a command; copy it and run it in a terminal.\n");
+    EXPECT_EQ(QString::fromUtf8(r.out), "claude mcp add --scope user pulsebar -- " + self + " --mcp\n");
+
+    r = agents({"remove", "claude-code"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, "Run `claude mcp remove pulsebar --scope user` in a terminal.\n");
+    EXPECT_TRUE(r.out.isEmpty());
+
+    EXPECT_EQ(status("claude-code"), "manual");
+    EXPECT_EQ(QDir(agentPath(".claude")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
+}
+
+TEST_F(Agents, RemoveTakesOutOnlyPulsebar)
+{
+    const QString config = agentPath(".codeium/windsurf/mcp_config.json");
+    writeFile(config, R"({"mcpServers": {"a": {"command": "a"}}, "other": [1, 2]})");
+    const QJsonObject original = parseObject(readFile(config));
+
+    // Without the entry: rewritten without error, still not added.
+    RunResult r = agents({"remove", "windsurf"});
+    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_EQ(statusTable(r.out).value("windsurf"), "notAdded");
+    EXPECT_EQ(parseObject(readFile(config)), original);
+
+    ASSERT_EQ(agents({"add", "windsurf"}).exitCode, 0);
+    EXPECT_EQ(status("windsurf"), "added");
+    r = agents({"remove", "windsurf"});
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(statusTable(r.out).value("windsurf"), "notAdded");
+    EXPECT_EQ(parseObject(readFile(config)), original);
+
+    // Removing where there is no file leaves no file behind.
+    QDir().mkpath(agentPath(".cursor"));
+    EXPECT_EQ(agents({"remove", "cursor"}).exitCode, 0);
+    EXPECT_EQ(agents({"remove", "codex"}).exitCode, 0);
+    EXPECT_FALSE(QFile::exists(agentPath(".cursor/mcp.json")));
+    EXPECT_FALSE(QFile::exists(agentPath(".codex/config.toml")));
+}
+
+TEST_F(Agents, FilesThatCannotBeParsedAreLeftExactlyAsTheyWere)
+{
+    const QString config = agentPath(".config/Claude/claude_desktop_config.json");
+    const QList<QByteArray> refused{
+        "{\n  // my servers\n  \"mcpServers\": {}\n}\n", // comments
+        "[{\"mcpServers\": {}}]\n",                   // not an object
+        "{\"mcpServers\": {\"a\": 1},}",              // trailing comma
+    };
+    for (const QByteArray& contents : refused) {
+        writeFile(config, contents);
+        for (const QString& subcommand : {"add", "remove"}) {
+            const RunResult r = agents({subcommand, "claude-desktop"});
+            EXPECT_EQ(r.exitCode, 1);
+            EXPECT_EQ(r.err, "Claude Desktop's config file couldn't be read as plain JSON (it may contain "
+                             "comments), so Pulsebar left it alone. Use the snippet below instead.\n");
+            // The snippet is the server object to paste by hand.
+            EXPECT_EQ(parseObject(r.out),
+                      QJsonObject({{"mcpServers", QJsonObject{{"pulsebar", pulsebarEntry(self)}}}}));
+            EXPECT_EQ(readFile(config), contents);
+        }
+        EXPECT_EQ(status("claude-desktop"), "notAdded");
+    }
+    EXPECT_EQ(QDir(agentPath(".config/Claude")).entryList(QDir::Files), QStringList({"claude_desktop_config.json"}));
+}
+
+TEST_F(Agents, ConfigPathsThatAreNotReadableFilesAreLeftAlone)
+{
+    // A folder, and a pipe (which would block a reader forever), where the config file should be.
+    QDir().mkpath(agentPath(".cursor/mcp.json/inner"));
+    QDir().mkpath(agentPath(".codex"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(agentPath(".codex/config.toml")).constData(), 0600), 0);
+
+    const QList<QPair<QString, QString>> cases{{"cursor", "Cursor"}, {"codex", "Codex CLI"}};
+    for (const auto& [id, name] : cases) {
+        for (const QString& subcommand : {"add", "remove"}) {
+            const RunResult r = agents({subcommand, id});
+            EXPECT_TRUE(r.finished);
+            EXPECT_EQ(r.exitCode, 1);
+            EXPECT_EQ(QString::fromUtf8(r.err), "Couldn't read " + name + "'s config file, so Pulsebar left it alone.\n");
+        }
+    }
+    EXPECT_TRUE(QFileInfo(agentPath(".cursor/mcp.json/inner")).isDir());
+    EXPECT_EQ(QDir(agentPath(".cursor")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList({"mcp.json"}));
+    EXPECT_EQ(QDir(agentPath(".codex")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System),
+              QStringList({"config.toml"}));
+
+    // A file where the config folder should be: nothing can be written, and the error says why.
+    writeFile(agentPath(".gemini"), "mine");
+    const RunResult blocked = agents({"add", "gemini-cli"});
+    EXPECT_EQ(blocked.exitCode, 1);
+    EXPECT_EQ(QString::fromUtf8(blocked.err), "Couldn't create the folder " + agentPath(".gemini") + ".\n");
+    EXPECT_EQ(readFile(agentPath(".gemini")), "mine");
+
+    if (::geteuid() != 0) {
+        const QString config = agentPath(".lmstudio/mcp.json");
+        writeFile(config, "{}");
+        ::chmod(QFile::encodeName(config).constData(), 0);
+        const RunResult r = agents({"add", "lm-studio"});
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.err, "Couldn't read LM Studio's config file, so Pulsebar left it alone.\n");
+    }
+}
+
+TEST_F(Agents, ASymlinkedConfigIsWrittenThroughToItsTarget)
+{
+    const QString target = tmp.path() + "/dotfiles/cursor.json";
+    writeFile(target, R"({"mcpServers": {"mine": {"command": "m"}}})");
+    QDir().mkpath(agentPath(".cursor"));
+    ASSERT_TRUE(QFile::link(target, agentPath(".cursor/mcp.json")));
+
+    ASSERT_EQ(agents({"add", "cursor"}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo(agentPath(".cursor/mcp.json")).isSymLink());
+    const QJsonObject servers = parseObject(readFile(target)).value("mcpServers").toObject();
+    EXPECT_EQ(servers.keys(), QStringList({"mine", "pulsebar"}));
+    EXPECT_EQ(status("cursor"), "added");
+    EXPECT_EQ(parseObject(readFile(agentPath(".cursor/mcp.json.pulsebar-backup"))),
+              QJsonObject({{"mcpServers", QJsonObject{{"mine", QJsonObject{{"command", "m"}}}}}}));
+
+    // A link whose target does not exist yet gets its target created.
+    QFile::remove(agentPath(".cursor/mcp.json"));
+    ASSERT_TRUE(QFile::link(tmp.path() + "/dotfiles/new/cursor.json", agentPath(".cursor/mcp.json")));
+    ASSERT_EQ(agents({"add", "cursor"}).exitCode, 0);
+    EXPECT_TRUE(QFileInfo(agentPath(".cursor/mcp.json")).isSymLink());
+    EXPECT_EQ(status("cursor"), "added");
+}
+
+TEST_F(Agents, CodexTableIsAddedAndRemovedAroundOtherTables)
+{
+    const QString config = agentPath(".codex/config.toml");
+    const QByteArray head = "# Codex settings\n"
+                            "model = \"o3\"\n"
+                            "\n"
+                            "[mcp_servers.github]\n"
+                            "command = \"npx\"\n"
+                            "args = [\"-y\", \"server-github\"]\n"
+                            "\n";
+    const QByteArray tail = "[profiles.fast]\n"
+                            "model = \"o4-mini\" # quick\n";
+    const QByteArray oldTable = "[mcp_servers.pulsebar]\ncommand = \"/opt/old/pulsebar\"\nargs = [\"--mcp\"]\n";
+    const QByteArray before = head + oldTable + "\n" + tail + "\n\n\n";
+    const QByteArray others = head + tail;
+    writeFile(config, before);
+    EXPECT_EQ(status("codex"), "addedElsewhere(/opt/old/pulsebar)");
+
+    RunResult r = agents({"add", "codex"});
+    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_EQ(statusTable(r.out).value("codex"), "added");
+    const QByteArray table = codexTable(self);
+    EXPECT_EQ(readFile(config), others + "\n" + table);
+    EXPECT_EQ(readFile(config + ".pulsebar-backup"), before);
+
+    QJsonObject parsed = parsedToml(config);
+    EXPECT_EQ(parsed.value("model"), "o3");
+    EXPECT_EQ(parsed.value("profiles").toObject(), QJsonObject({{"fast", QJsonObject{{"model", "o4-mini"}}}}));
+    const QJsonObject servers = parsed.value("mcp_servers").toObject();
+    EXPECT_EQ(servers.value("pulsebar").toObject(), pulsebarEntry(self));
+    EXPECT_EQ(servers.value("github").toObject(),
+              QJsonObject({{"command", "npx"}, {"args", QJsonArray{"-y", "server-github"}}}));
+
+    ASSERT_EQ(agents({"add", "codex"}).exitCode, 0);
+    EXPECT_EQ(readFile(config), others + "\n" + table);
+
+    r = agents({"remove", "codex"});
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(statusTable(r.out).value("codex"), "notAdded");
+    EXPECT_EQ(readFile(config), others);
+    parsed = parsedToml(config);
+    EXPECT_FALSE(parsed.value("mcp_servers").toObject().contains("pulsebar"));
+    EXPECT_TRUE(parsed.value("mcp_servers").toObject().contains("github"));
+}
+
+TEST_F(Agents, CodexTableInEmptyFilesAndFilesWithoutAFinalNewline)
+{
+    const QString config = agentPath(".codex/config.toml");
+    const QByteArray table = codexTable(self);
+
+    ASSERT_EQ(agents({"add", "codex"}).exitCode, 0);
+    EXPECT_EQ(readFile(config), table);
+
+    // The header must be a whole line: a longer table name or a commented header is another table.
+    const QByteArray lookalikes = "#[mcp_servers.pulsebar]\n[mcp_servers.pulsebar2]\ncommand = \"y\"";
+    writeFile(config, lookalikes);
+    EXPECT_EQ(status("codex"), "notAdded");
+    ASSERT_EQ(agents({"add", "codex"}).exitCode, 0);
+    EXPECT_EQ(readFile(config), lookalikes + "\n\n" + table);
+    const QJsonObject servers = parsedToml(config).value("mcp_servers").toObject();
+    EXPECT_EQ(servers.keys(), QStringList({"pulsebar", "pulsebar2"}));
+
+    ASSERT_EQ(agents({"remove", "codex"}).exitCode, 0);
+    EXPECT_EQ(readFile(config), lookalikes + "\n");
+}
+
+TEST_F(Agents, CodexCommandWithQuotesAndBackslashesStaysValidToml)
+{
+    const QString moved = copyOfBinary("odd \"dir\" \\ name");
+    QDir().mkpath(agentPath(".codex"));
+    const RunResult r = agentsFrom(moved, {"add", "codex"});
+    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_EQ(statusTable(r.out).value("codex"), "added");
+    EXPECT_EQ(parsedToml(agentPath(".codex/config.toml")).value("mcp_servers").toObject(),
+              QJsonObject({{"pulsebar", pulsebarEntry(moved)}}));
+    EXPECT_EQ(status("codex"), "addedElsewhere(" + moved + ")");
+}
