@@ -36,6 +36,20 @@ LiveState LiveState::from(const Hub& hub)
         // A link that names neither a network nor an access point is not associated.
         s.wifiAssociated = network.wifi->ssid.has_value() || network.wifi->bssid.has_value();
     }
+
+    s.fans.reserve(hub.sensors.fans.size());
+    for (const Fan& fan : hub.sensors.fans)
+        s.fans.push_back({fan.rpm, fan.minimum, fan.maximum});
+    s.cpuTemperature = hub.sensors.cpuTemperature();
+
+    const BatteryMonitor& battery = hub.battery;
+    s.batteryPresent = battery.present;
+    s.onAC = battery.onAC;
+    s.batteryCharged = battery.isCharged;
+    s.batteryPercent = battery.percent;
+    s.batteryVoltage = battery.voltage;
+    s.batteryAmperage = battery.amperage;
+    s.minutesRemaining = battery.minutesRemaining;
     return s;
 }
 

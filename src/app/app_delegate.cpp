@@ -2,9 +2,13 @@
 
 #include "app/appearance.h"
 #include "core/unix_signals.h"
+#include "menubar/hot_key_center.h"
+#include "menubar/status_item_controller.h"
 
 #include <QApplication>
 #include <QPointer>
+
+#include <cstdio>
 
 namespace pulsebar {
 
@@ -32,21 +36,98 @@ int AppDelegate::runApplication(int argc, char** argv)
 void AppDelegate::applicationDidFinishLaunching()
 {
     applyAppearance(m_settings.appearance());
+    // The desktop notification service needs no authorisation to be asked for.
+    s_settingsHandler = this;
+    // No application menu: a tray application shows menus only in its own windows.
+
+    m_statusItems = std::make_unique<StatusItemController>(*m_hub, m_settings);
+    m_statusItems->onOpenSettings = &AppDelegate::openSettings;
+    QPointer<StatusItemController> items(m_statusItems.get());
+    m_hub->onTick = [items] {
+        if (items)
+            items->refresh();
+    };
     QPointer<AppDelegate> self(this);
+    m_hub->keepAwake().onChange = [self] {
+        if (self)
+            self->keepAwakeChanged();
+    };
     m_settings.addObserver([self](const Config& oldConfig, const Config& newConfig) {
         if (self)
             self->configurationChanged(oldConfig, newConfig);
     });
     m_hub->start();
+    m_statusItems->rebuild();
+
+    HotKeyCenter& hotKeys = HotKeyCenter::shared();
+    hotKeys.onTrigger = [self](const HotKeyAction& action) {
+        if (self)
+            self->hotKeyTriggered(action);
+    };
+    hotKeys.setHotKeys(m_settings.config().hotKeys);
+    if (!hotKeys.suspended)
+        hotKeys.registerAll();
 }
 
 void AppDelegate::applicationWillTerminate()
 {
+    // No inhibitor lock outlives the process, and quitting is not announced.
+    m_hub->keepAwake().stop(false);
 }
 
 void AppDelegate::configurationChanged(const Config& oldConfig, const Config& newConfig)
 {
     m_hub->configChanged(oldConfig, newConfig);
+    if (oldConfig.hotKeys != newConfig.hotKeys) {
+        HotKeyCenter& hotKeys = HotKeyCenter::shared();
+        hotKeys.setHotKeys(newConfig.hotKeys);
+        if (!hotKeys.suspended)
+            hotKeys.registerAll();
+    }
+    if (oldConfig.modules != newConfig.modules) {
+        m_statusItems->rebuild();
+        m_hub->tick();
+    } else {
+        m_statusItems->refresh();
+    }
+}
+
+void AppDelegate::hotKeyTriggered(const HotKeyAction& action)
+{
+    switch (action.kind) {
+    case HotKeyAction::Kind::dropdown: m_statusItems->toggleDropdown(action.module); break;
+    case HotKeyAction::Kind::keepAwake:
+        if (m_hub->keepAwake().isActive)
+            m_hub->keepAwake().stop(true);
+        else
+            m_hub->keepAwake().activate(m_settings.config().keepAwakeDisplay, std::optional<double>());
+        break;
+    case HotKeyAction::Kind::settings: openSettings(); break;
+    }
+}
+
+void AppDelegate::keepAwakeChanged()
+{
+    const bool active = m_hub->keepAwake().isActive;
+    if (m_keepAwakeWasActive && !active) {
+        // Single place where keep-awake announces its end; it goes through Notifier once that exists.
+        std::fprintf(stderr, "Pulsebar notification: %s — %s\n", "Keep Awake is off",
+                     "The computer can sleep again.");
+    }
+    m_keepAwakeWasActive = active;
+    m_statusItems->refresh();
+}
+
+void AppDelegate::openSettings()
+{
+    if (s_settingsHandler)
+        s_settingsHandler->showSettings();
+}
+
+void AppDelegate::showSettings()
+{
+    // The settings window is built with the panels; until then the tray menu and hot keys lead here.
+    std::fprintf(stderr, "pulsebar: the settings window is not part of this build yet.\n");
 }
 
 } // namespace pulsebar

@@ -4,12 +4,16 @@
 #include "core/hub.h"
 
 #include <QObject>
+#include <QPointer>
 
 #include <memory>
 
 namespace pulsebar {
 
 // The tray application: owns the hub and everything shown on screen, and tears them down in order.
+class StatusItemController;
+struct HotKeyAction;
+
 class AppDelegate : public QObject {
     Q_OBJECT
 public:
@@ -23,12 +27,24 @@ public:
     void applicationWillTerminate();
 
     Hub& hub() { return *m_hub; }
+    StatusItemController* statusItems() { return m_statusItems.get(); }
+
+    // The process-wide way to open the settings window (panels and menus use it); it holds the
+    // delegate weakly and does nothing once the delegate is gone.
+    static void openSettings();
 
 private:
     void configurationChanged(const Config& oldConfig, const Config& newConfig);
+    void hotKeyTriggered(const HotKeyAction& action);
+    void keepAwakeChanged();
+    void showSettings();
+
+    static inline QPointer<AppDelegate> s_settingsHandler;
 
     AppSettings& m_settings;
     std::unique_ptr<Hub> m_hub;
+    std::unique_ptr<StatusItemController> m_statusItems;
+    bool m_keepAwakeWasActive = false;
 };
 
 } // namespace pulsebar

@@ -2,15 +2,18 @@
 
 #include "alerts/rule_engine.h"
 #include "insight/insight_engine.h"
+#include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/power_supply_reader.h"
+#include "platform/linux/logind_power_assertions.h"
 
 #include <QDateTime>
 
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
-      m_insights(std::make_unique<InsightEngine>(*this))
+    : QObject(parent), now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
+      m_keepAwake(std::make_unique<LogindPowerAssertions>()), m_insights(std::make_unique<InsightEngine>(*this))
 {
     network.now = [this] { return now(); };
 }
@@ -30,6 +33,7 @@ void Hub::startHeadless()
 
 void Hub::startCommon()
 {
+    sensors.start();
     tick();
     reschedule();
 }
@@ -60,7 +64,8 @@ void Hub::tick()
     // 2. disk activity, and the volume list when older than 10 s or empty
     network.pingHost = config.pingHost;
     network.sample();
-    // 4. sensors, battery
+    sensors.sample();
+    battery.sample();
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
     if (!m_isHeadless)
@@ -84,7 +89,12 @@ RuleEngine& Hub::rules()
 
 std::optional<double> Hub::menubarTemperature() const
 {
-    return std::nullopt;
+    if (const auto& key = m_settings.config().menubarSensorKey)
+        if (const auto chosen = sensors.sensor(*key))
+            return chosen->value;
+    if (const auto cpu = sensors.cpuTemperature())
+        return cpu;
+    return battery.temperature;
 }
 
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)

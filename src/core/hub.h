@@ -1,7 +1,10 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "core/keep_awake.h"
+#include "monitors/battery_monitor.h"
 #include "monitors/network_monitor.h"
+#include "monitors/sensor_monitor.h"
 
 #include <QObject>
 #include <QPointer>
@@ -45,12 +48,17 @@ public:
 
     std::function<void()> onTick;
 
+    KeepAwake& keepAwake() { return m_keepAwake; }
+    const KeepAwake& keepAwake() const { return m_keepAwake; }
+
     // Seconds since 1970; tests replace it to drive time-dependent logic deterministically.
     std::function<double()> now;
 
     const QTimer* timer() const { return m_timer.get(); }
 
     NetworkMonitor network;
+    SensorMonitor sensors;
+    BatteryMonitor battery;
 
     // The threshold rules and events; created on first use, which starts their 5 s of silence.
     RuleEngine& rules();
@@ -69,6 +77,7 @@ private:
     void startCommon();
 
     AppSettings& m_settings;
+    KeepAwake m_keepAwake;
     std::unique_ptr<QTimer> m_timer;
     std::unique_ptr<RuleEngine> m_rules;
     std::unique_ptr<InsightEngine> m_insights;

@@ -45,6 +45,32 @@ TEST(LiveState, CopiesTheNetworkReadingsTheEnginesUse)
     EXPECT_FALSE(s.wifiSSID);
 }
 
+TEST(LiveState, CopiesFansTemperatureAndBattery)
+{
+    test::HubFixture fixture;
+    fixture.hub.sensors.fans = {Fan{0, 3100, 1200, 6000}, Fan{1, 900, 900, 5000}};
+    BatteryMonitor& battery = fixture.hub.battery;
+    battery.present = true;
+    battery.onAC = false;
+    battery.isCharged = false;
+    battery.percent = 47.5;
+    battery.voltage = 11.4;
+    battery.amperage = -1.8;
+    battery.minutesRemaining = 95;
+
+    const LiveState s = LiveState::from(fixture.hub);
+    ASSERT_EQ(s.fans.size(), 2u);
+    EXPECT_EQ(s.fans[0].rpm, 3100);
+    EXPECT_EQ(s.fans[0].minimum, 1200);
+    EXPECT_EQ(s.fans[1].maximum, 5000);
+    EXPECT_TRUE(s.batteryPresent);
+    EXPECT_FALSE(s.onAC);
+    EXPECT_EQ(s.batteryPercent, 47.5);
+    EXPECT_EQ(s.batteryVoltage, 11.4);
+    EXPECT_EQ(s.batteryAmperage, -1.8);
+    EXPECT_EQ(s.minutesRemaining, 95);
+}
+
 TEST(LiveState, DerivedPercentages)
 {
     LiveState s;

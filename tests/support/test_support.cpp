@@ -79,6 +79,7 @@ RunResult runPulsebar(const QStringList& arguments, const QString& home, const Q
     for (const QString& key : extra.keys())
         env.insert(key, extra.value(key));
     process.setProcessEnvironment(env);
+    process.setWorkingDirectory(home); // modes that write into the current folder write into the home
     process.start(binaryPath(), arguments);
     RunResult result;
     if (!process.waitForStarted(timeoutMs))

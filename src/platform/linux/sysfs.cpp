@@ -216,4 +216,27 @@ std::optional<std::string> SysFs::readLink(std::string_view relative) const
     return std::string(buffer, std::size_t(n));
 }
 
+bool SysFs::writeText(std::string_view relative, std::string_view text) const
+{
+    const int fd = ::open(path(relative).c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    std::size_t total = 0;
+    while (total < text.size()) {
+        const ssize_t n = ::write(fd, text.data() + total, text.size() - total);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        total += std::size_t(n);
+    }
+    ::close(fd);
+    return total == text.size();
+}
+
+bool SysFs::isWritable(std::string_view relative) const
+{
+    return ::access(path(relative).c_str(), W_OK) == 0;
+}
+
 } // namespace pulsebar

@@ -48,6 +48,10 @@ public:
     // Target of a symbolic link, as stored in the link.
     std::optional<std::string> readLink(std::string_view relative) const;
 
+    // Writes the whole text to an existing file (a sysfs control such as applesmc's key_at_index).
+    bool writeText(std::string_view relative, std::string_view text) const;
+    bool isWritable(std::string_view relative) const;
+
 private:
     std::string m_root; // always ends with '/'
 };

@@ -1,0 +1,119 @@
+#include "dump/sample_states.h"
+
+#include <cmath>
+
+namespace pulsebar {
+
+namespace {
+
+constexpr double sampleTime = 1773481260; // 2026-03-14 09:41 UTC
+
+// A trail of `count` values around `level`, wobbling so the graphs look like a live machine.
+std::vector<double> trail(double level, double swing, int count = 120)
+{
+    std::vector<double> out;
+    for (int i = 0; i < count; ++i)
+        out.push_back(std::max(0.0, level + swing * std::sin(i * 0.9) * std::cos(i * 0.37)));
+    return out;
+}
+
+MenuBarReadings idle()
+{
+    MenuBarReadings r;
+    r.now = sampleTime;
+    r.cpuUser = 3;
+    r.cpuSystem = 2;
+    r.cpuHistory = trail(5, 3);
+    r.hasGPU = true;
+    r.gpuUtilization = 2;
+    r.gpuHistory = trail(2, 2);
+    r.memoryPressure = 22;
+    r.memoryPressureLevel = 1;
+    r.memoryUsed = 38;
+    r.startupDiskUsed = 41;
+    r.internetReachable = true;
+    r.upload = 1200;
+    r.download = 5400;
+    r.uploadHistory = trail(1200, 900);
+    r.downloadHistory = trail(5400, 4000);
+    r.temperature = 41;
+    r.hasBattery = true;
+    r.batteryPercent = 84;
+    r.weather = MenuBarReadings::Weather{QStringLiteral("cloud.sun.fill"), 17};
+    r.nextSunEvent = MenuBarReadings::SunEvent{false, sampleTime + 8.5 * 3600};
+    return r;
+}
+
+MenuBarReadings busy()
+{
+    MenuBarReadings r = idle();
+    r.cpuUser = 71;
+    r.cpuSystem = 17;
+    r.cpuHistory = trail(80, 18);
+    r.gpuUtilization = 64;
+    r.gpuHistory = trail(60, 30);
+    r.memoryPressure = 58;
+    r.memoryPressureLevel = 2;
+    r.memoryUsed = 81;
+    r.upload = 2.4e6;
+    r.download = 38.5e6;
+    r.uploadHistory = trail(2.4e6, 1.5e6);
+    r.downloadHistory = trail(38.5e6, 20e6);
+    r.temperature = 78;
+    r.fanRpm = 3400;
+    r.batteryPercent = 62;
+    r.weather = MenuBarReadings::Weather{QStringLiteral("cloud.rain.fill"), 9};
+    return r;
+}
+
+MenuBarReadings hot()
+{
+    MenuBarReadings r = busy();
+    r.cpuUser = 92;
+    r.cpuSystem = 7;
+    r.cpuHistory = trail(96, 4);
+    r.memoryPressure = 91;
+    r.memoryPressureLevel = 4;
+    r.temperature = 99;
+    r.fanRpm = 6800;
+    r.weather = MenuBarReadings::Weather{QStringLiteral("sun.max.fill"), 34};
+    return r;
+}
+
+} // namespace
+
+std::vector<SampleState> sampleStates()
+{
+    std::vector<SampleState> out;
+    out.push_back({QStringLiteral("idle"), idle()});
+    out.push_back({QStringLiteral("busy"), busy()});
+    out.push_back({QStringLiteral("hot"), hot()});
+
+    MenuBarReadings charging = idle();
+    charging.batteryPercent = 10;
+    charging.batteryCharging = true;
+    out.push_back({QStringLiteral("charging"), charging});
+
+    MenuBarReadings noBattery = busy();
+    noBattery.hasBattery = false;
+    noBattery.batteryPercent = 0;
+    out.push_back({QStringLiteral("no-battery"), noBattery});
+
+    MenuBarReadings offline = idle();
+    offline.internetReachable = false;
+    offline.upload = offline.download = 0;
+    offline.uploadHistory = offline.downloadHistory = std::vector<double>(120, 0.0);
+    offline.weather.reset(); // no report without a network
+    out.push_back({QStringLiteral("offline"), offline});
+
+    out.push_back({QStringLiteral("monochrome"), busy(), true, false});
+
+    MenuBarReadings night = busy();
+    night.weather = MenuBarReadings::Weather{QStringLiteral("moon.stars.fill"), 6};
+    night.nextSunEvent = MenuBarReadings::SunEvent{true, sampleTime + 9 * 3600};
+    out.push_back({QStringLiteral("dark"), night, false, true});
+    out.push_back({QStringLiteral("light"), busy(), false, false});
+    return out;
+}
+
+} // namespace pulsebar

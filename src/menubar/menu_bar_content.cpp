@@ -1,0 +1,299 @@
+#include "menubar/menu_bar_content.h"
+
+#include "core/fmt.h"
+#include "core/hub.h"
+
+#include <QDateTime>
+#include <QLocale>
+#include <QTimeZone>
+
+#include <algorithm>
+
+namespace pulsebar::MenuBarContent {
+
+namespace {
+
+constexpr std::size_t graphValues = 20;
+constexpr double idleNetworkScale = 1024; // bytes/s: a quieter link never fills the graph
+
+std::vector<double> fractions(const std::vector<double>& percents)
+{
+    std::vector<double> out;
+    out.reserve(percents.size());
+    for (double p : percents)
+        out.push_back(p / 100.0);
+    return out;
+}
+
+std::vector<double> lastValues(const std::vector<double>& values)
+{
+    const std::size_t n = std::min(values.size(), graphValues);
+    return std::vector<double>(values.end() - std::ptrdiff_t(n), values.end());
+}
+
+// Upload and download share one scale, the busiest of the values on screen, so the two halves compare.
+std::pair<std::vector<double>, std::vector<double>> networkFractions(const MenuBarReadings& r)
+{
+    std::vector<double> up = lastValues(r.uploadHistory), down = lastValues(r.downloadHistory);
+    double peak = idleNetworkScale;
+    for (double v : up)
+        peak = std::max(peak, v);
+    for (double v : down)
+        peak = std::max(peak, v);
+    for (double& v : up)
+        v /= peak;
+    for (double& v : down)
+        v /= peak;
+    return {up, down};
+}
+
+QString temperatureTemplate(TempUnit unit)
+{
+    return unit == TempUnit::kelvin ? QStringLiteral("373 K") : QStringLiteral("100°");
+}
+
+QString rateTemplate(bool bits)
+{
+    return bits ? QStringLiteral(" 999 Mb/s") : QStringLiteral(" 1023 MB/s");
+}
+
+QString timeText(double seconds)
+{
+    return Fmt::time(QDateTime::fromMSecsSinceEpoch(qint64(seconds * 1000.0), Qt::UTC),
+                     QTimeZone::systemTimeZone());
+}
+
+// The widest time the locale writes, so clock items do not change width over the day.
+QString timeTemplate()
+{
+    return QLocale().toString(QTime(22, 58), QLocale::ShortFormat);
+}
+
+PartColor pressureColor(int level)
+{
+    if (level >= 4)
+        return PartColor::red;
+    return level >= 2 ? PartColor::yellow : PartColor::green;
+}
+
+QString temperature(const Config& config, std::optional<double> celsius)
+{
+    return format(config.temperatureUnit, celsius, 0);
+}
+
+MenuBarParts combined(const MenuBarReadings& r, const Config& config)
+{
+    return {MenuBarPart::makeAppGlyph(),
+            MenuBarPart::makeGraph(fractions(r.cpuHistory), PartColor::blue),
+            MenuBarPart::makeBar(r.memoryPressure / 100.0,
+                                 r.memoryPressureLevel < 2 ? PartColor::green : PartColor::yellow),
+            MenuBarPart::makeStacked(QStringLiteral("CPU ") + Fmt::percent(r.cpuUser + r.cpuSystem),
+                                     QStringLiteral("MEM ") + Fmt::percent(r.memoryUsed), QStringLiteral("CPU 100%")),
+            MenuBarPart::makeStacked(temperature(config, r.temperature),
+                                     downloadArrow + Fmt::rate(r.download, config.bandwidthBits),
+                                     downloadArrow + rateTemplate(config.bandwidthBits))};
+}
+
+MenuBarParts network(const MenuBarReadings& r, const Config& config)
+{
+    const bool offline = r.internetReachable == false;
+    auto [up, down] = networkFractions(r);
+    const QString widest = rateTemplate(config.bandwidthBits);
+    return {MenuBarPart::makeSymbol(offline ? QStringLiteral("network.slash") : QStringLiteral("network")),
+            MenuBarPart::makeMirrored(std::move(up), std::move(down)),
+            MenuBarPart::makeStacked(uploadArrow + QLatin1Char(' ') + Fmt::rate(r.upload, config.bandwidthBits),
+                                     downloadArrow + QLatin1Char(' ') + Fmt::rate(r.download, config.bandwidthBits),
+                                     uploadArrow + widest)};
+}
+
+MenuBarParts sensors(const MenuBarReadings& r, const Config& config)
+{
+    MenuBarParts out{MenuBarPart::makeSymbol(QStringLiteral("thermometer.medium"))};
+    const QString temp = temperature(config, r.temperature);
+    if (r.fanRpm)
+        out.push_back(MenuBarPart::makeStacked(temp, Fmt::number(*r.fanRpm, 0) + QStringLiteral(" rpm"),
+                                               QStringLiteral("9999 rpm")));
+    else
+        out.push_back(MenuBarPart::makeText(temp, temperatureTemplate(config.temperatureUnit)));
+    return out;
+}
+
+MenuBarParts weather(const MenuBarReadings& r, const Config& config)
+{
+    if (!r.weather)
+        return {MenuBarPart::makeSymbol(QStringLiteral("cloud")), MenuBarPart::makeText(QStringLiteral("—"), {})};
+    const QString widest =
+        config.temperatureUnit == TempUnit::kelvin ? QStringLiteral("373 K") : QStringLiteral("-10°");
+    return {MenuBarPart::makeSymbol(r.weather->symbol, true),
+            MenuBarPart::makeText(temperature(config, r.weather->temperature), widest)};
+}
+
+MenuBarParts astronomy(const MenuBarReadings& r)
+{
+    if (!r.nextSunEvent)
+        return {MenuBarPart::makeSymbol(QStringLiteral("sun.horizon")), MenuBarPart::makeText(QStringLiteral("—"), {})};
+    return {MenuBarPart::makeSymbol(r.nextSunEvent->isSunrise ? QStringLiteral("sunrise.fill")
+                                                              : QStringLiteral("sunset.fill")),
+            MenuBarPart::makeText(timeText(r.nextSunEvent->time), timeTemplate())};
+}
+
+MenuBarParts clocks(const MenuBarReadings& r, const Config& config)
+{
+    MenuBarParts out{MenuBarPart::makeSymbol(QStringLiteral("globe"))};
+    for (const QString& zone : config.menubarClocks) {
+        if (!QTimeZone(zone.toUtf8()).isValid())
+            continue;
+        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(r.now * 1000.0), Qt::UTC);
+        out.push_back(MenuBarPart::makeStacked(clockLabel(zone, config.clockLabel, r.now),
+                                               Fmt::time(at, QTimeZone(zone.toUtf8())), timeTemplate()));
+    }
+    return out;
+}
+
+} // namespace
+
+QString title(ModuleKind kind)
+{
+    switch (kind) {
+    case ModuleKind::combined: return QStringLiteral("Pulsebar");
+    case ModuleKind::cpu: return QStringLiteral("CPU");
+    case ModuleKind::gpu: return QStringLiteral("GPU");
+    case ModuleKind::memory: return QStringLiteral("Memory");
+    case ModuleKind::disks: return QStringLiteral("Disk");
+    case ModuleKind::network: return QStringLiteral("Network");
+    case ModuleKind::sensors: return QStringLiteral("Temperature");
+    case ModuleKind::battery: return QStringLiteral("Battery");
+    case ModuleKind::weather: return QStringLiteral("Weather");
+    case ModuleKind::astronomy: return QStringLiteral("Sun");
+    case ModuleKind::time: return QStringLiteral("World Clock");
+    }
+    return {};
+}
+
+MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& r, const Config& config)
+{
+    switch (kind) {
+    case ModuleKind::combined: return combined(r, config);
+    case ModuleKind::cpu:
+        return {MenuBarPart::makeSymbol(QStringLiteral("cpu")),
+                MenuBarPart::makeGraph(fractions(r.cpuHistory), PartColor::blue),
+                MenuBarPart::makeText(Fmt::percent(r.cpuUser + r.cpuSystem), percentTemplate)};
+    case ModuleKind::gpu:
+        if (!r.hasGPU)
+            return {};
+        return {MenuBarPart::makeSymbol(QStringLiteral("display")),
+                MenuBarPart::makeGraph(fractions(r.gpuHistory), PartColor::purple),
+                MenuBarPart::makeText(Fmt::percent(r.gpuUtilization), percentTemplate)};
+    case ModuleKind::memory:
+        return {MenuBarPart::makeSymbol(QStringLiteral("memorychip")),
+                MenuBarPart::makeBar(r.memoryPressure / 100.0, pressureColor(r.memoryPressureLevel)),
+                MenuBarPart::makeText(Fmt::percent(r.memoryUsed), percentTemplate)};
+    case ModuleKind::disks:
+        return {MenuBarPart::makeSymbol(QStringLiteral("internaldrive")),
+                MenuBarPart::makeText(r.startupDiskUsed ? Fmt::percent(*r.startupDiskUsed) : QStringLiteral("—"),
+                                      percentTemplate)};
+    case ModuleKind::network: return network(r, config);
+    case ModuleKind::sensors: return sensors(r, config);
+    case ModuleKind::battery:
+        if (!r.hasBattery)
+            return {MenuBarPart::makeBattery(0, false), MenuBarPart::makeText(QStringLiteral("—"), percentTemplate)};
+        return {MenuBarPart::makeBattery(r.batteryPercent / 100.0, r.batteryCharging),
+                MenuBarPart::makeText(Fmt::percent(r.batteryPercent), percentTemplate)};
+    case ModuleKind::weather: return weather(r, config);
+    case ModuleKind::astronomy: return astronomy(r);
+    case ModuleKind::time: return clocks(r, config);
+    }
+    return {};
+}
+
+MenuBarParts select(const MenuBarParts& parts, DisplayStyle style)
+{
+    const auto isGraphic = [](const MenuBarPart& p) { return p.isGraphic() || p.kind == MenuBarPart::Kind::battery; };
+    const auto keep = [&](auto predicate) {
+        MenuBarParts out;
+        std::copy_if(parts.begin(), parts.end(), std::back_inserter(out), predicate);
+        return out;
+    };
+    MenuBarParts chosen;
+    switch (style) {
+    case DisplayStyle::text: chosen = keep([](const MenuBarPart& p) { return p.isText(); }); break;
+    case DisplayStyle::graph: chosen = keep(isGraphic); break;
+    case DisplayStyle::graphAndText:
+        chosen = keep([&](const MenuBarPart& p) { return isGraphic(p) || p.isText(); });
+        break;
+    case DisplayStyle::icon: chosen = keep([](const MenuBarPart& p) { return p.isIcon(); }); break;
+    case DisplayStyle::iconAndText:
+        chosen = keep([](const MenuBarPart& p) { return p.isIcon() || p.isText(); });
+        break;
+    }
+    if (chosen.empty())
+        chosen = keep([](const MenuBarPart& p) { return p.isText(); });
+    if (chosen.empty())
+        chosen = keep([](const MenuBarPart& p) { return p.isIcon(); });
+    return chosen;
+}
+
+MenuBarParts parts(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config)
+{
+    return select(allParts(module.kind, readings, config), module.style);
+}
+
+MenuBarParts parts(const ModuleConfig& module, const Hub& hub, const Config& config)
+{
+    return parts(module, MenuBarReadings::from(hub), config);
+}
+
+QStringList lines(ModuleKind kind, const MenuBarReadings& readings, const Config& config)
+{
+    QStringList out;
+    for (const MenuBarPart& part : allParts(kind, readings, config)) {
+        if (part.kind == MenuBarPart::Kind::text)
+            out << part.text;
+        else if (part.kind == MenuBarPart::Kind::stacked)
+            out << part.text << part.bottom;
+    }
+    return out;
+}
+
+QString summary(ModuleKind kind, const MenuBarReadings& readings, const Config& config)
+{
+    return (QStringList{title(kind)} + lines(kind, readings, config)).join(QLatin1Char(' '));
+}
+
+QString clockLabel(const QString& zoneId, ClockLabel label, double now)
+{
+    if (label == ClockLabel::abbreviation) {
+        const QTimeZone zone(zoneId.toUtf8());
+        if (zone.isValid())
+            return zone.abbreviation(QDateTime::fromMSecsSinceEpoch(qint64(now * 1000.0), Qt::UTC));
+    }
+    QString city = zoneId.section(QLatin1Char('/'), -1);
+    city.replace(QLatin1Char('_'), QLatin1Char(' '));
+    return city;
+}
+
+} // namespace pulsebar::MenuBarContent
+
+namespace pulsebar {
+
+MenuBarReadings MenuBarReadings::from(const Hub& hub)
+{
+    MenuBarReadings r;
+    r.now = hub.now ? hub.now() : double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+    r.temperature = hub.menubarTemperature();
+    const auto values = [](const History& h) { return std::vector<double>(h.values().begin(), h.values().end()); };
+    r.internetReachable = hub.network.internetReachable;
+    r.upload = hub.network.upload;
+    r.download = hub.network.download;
+    r.uploadHistory = values(hub.network.uploadHistory);
+    r.downloadHistory = values(hub.network.downloadHistory);
+    for (const Fan& fan : hub.sensors.fans)
+        r.fanRpm = std::max(r.fanRpm.value_or(fan.rpm), fan.rpm);
+    r.hasBattery = hub.battery.present;
+    r.batteryPercent = hub.battery.percent;
+    r.batteryCharging = hub.battery.isCharging;
+    // CPU, memory, GPU and disks join here as their monitors join the hub.
+    return r;
+}
+
+} // namespace pulsebar

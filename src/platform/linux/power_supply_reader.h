@@ -1,0 +1,41 @@
+#pragma once
+
+#include "monitors/battery_monitor.h"
+#include "platform/linux/sysfs.h"
+
+#include <map>
+#include <memory>
+#include <string>
+
+namespace pulsebar {
+
+class PowerServices;
+
+// Batteries and adapters from sys/class/power_supply, the low-power setting from power-profiles-daemon
+// (else the ACPI platform profile) and accessory batteries from power_supply devices and BlueZ.
+class PowerSupplyReader : public BatteryReader {
+public:
+    // Without the system bus only the files are read (tests, machines without D-Bus).
+    PowerSupplyReader(SysFs sysfs, bool useSystemBus);
+    ~PowerSupplyReader() override;
+
+    PowerReading readPower() override;
+    bool lowPowerMode() override;
+    std::vector<BluetoothBattery> accessories() override;
+
+    // "POWER_SUPPLY_ENERGY_NOW=…" lines as {"energy_now": "…"}.
+    static std::map<std::string, std::string> parseUevent(std::string_view text);
+    static BatteryReading batteryReading(const std::map<std::string, std::string>& attributes);
+
+private:
+    // Every attribute of one supply: one read of its uevent file, or the files one by one when that
+    // read fails (a driver error on one property fails the whole uevent read).
+    std::map<std::string, std::string> attributes(const std::string& supply) const;
+
+    SysFs m_sysfs;
+    std::unique_ptr<PowerServices> m_services;
+};
+
+std::unique_ptr<BatteryReader> systemBatteryReader();
+
+} // namespace pulsebar

@@ -1,0 +1,63 @@
+#include "core/config.h"
+#include "../support/test_support.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace pulsebar;
+using namespace pulsebar::test;
+
+TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
+{
+    QTemporaryDir home;
+    const QString out = home.path() + "/render";
+    const RunResult r = runPulsebar({"--dump", out}, home.path());
+    ASSERT_TRUE(r.finished);
+    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_EQ(r.out.trimmed(), QFileInfo(out).absoluteFilePath().toUtf8());
+
+    const QStringList states{"idle", "busy", "hot", "charging", "no-battery", "offline", "monochrome", "dark", "light"};
+    const QString index = QString::fromUtf8(readFile(out + "/index.html"));
+    for (const QString& state : states) {
+        const QImage strip(out + "/" + state + "/strip.png");
+        ASSERT_FALSE(strip.isNull()) << state.toStdString();
+        EXPECT_EQ(strip.height(), 44); // 22 pt at a ratio of 2
+        EXPECT_GT(strip.width(), 400);
+        EXPECT_TRUE(index.contains(state + "/strip.png"));
+        for (ModuleKind kind : allCases<ModuleKind>())
+            for (DisplayStyle style : allCases<DisplayStyle>()) {
+                const QString name = QString("%1/%2-%3.png").arg(state, enumName(kind), enumName(style));
+                const QImage image(out + "/" + name);
+                ASSERT_FALSE(image.isNull()) << name.toStdString();
+                EXPECT_EQ(image.height(), 44) << name.toStdString();
+                EXPECT_TRUE(index.contains(name)) << name.toStdString();
+            }
+    }
+    // Widths follow the content: the CPU item with graph and text is wider than its text alone, and the
+    // battery strip of the state without a battery is narrower than the same state with one.
+    EXPECT_GT(QImage(out + "/busy/cpu-graphAndText.png").width(), QImage(out + "/busy/cpu-text.png").width());
+    EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
+    EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
+    EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1);
+}
+
+TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
+{
+    QTemporaryDir home;
+    RunResult r = runPulsebar({"--dump"}, home.path()); // the working folder is the home
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QString folder = QString::fromUtf8(r.out.trimmed());
+    EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));
+    EXPECT_EQ(QFileInfo(folder).absolutePath(), QFileInfo(home.path()).canonicalFilePath());
+    EXPECT_TRUE(QFileInfo::exists(folder + "/index.html"));
+
+    writeFile(home.path() + "/plain-file", "x");
+    r = runPulsebar({"--dump", home.path() + "/plain-file/inside"}, home.path());
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains("Cannot create the folder"));
+}

@@ -1,0 +1,142 @@
+#include "menubar/hot_key_center.h"
+#include "menubar/hot_key_recorder.h"
+#include "../support/test_support.h"
+
+#include <QCoreApplication>
+#include <QKeyEvent>
+
+#include <gtest/gtest.h>
+
+using namespace pulsebar;
+using namespace pulsebar::HotKeyRecorder;
+
+TEST(HotKeyRecorder, NeedsCtrlAltOrSuperUnlessItIsAFunctionKey)
+{
+    EXPECT_FALSE(record(Qt::Key_A, Qt::ShiftModifier)); // Shift alone never suffices
+    EXPECT_FALSE(record(Qt::Key_A, Qt::NoModifier));
+    EXPECT_FALSE(record(Qt::Key_F16, Qt::NoModifier)); // the table has F1 to F15
+
+    const std::optional<HotKey> f5 = record(Qt::Key_F5, Qt::NoModifier);
+    ASSERT_TRUE(f5);
+    EXPECT_EQ(f5->keyCode, 0xffc2u); // XK_F5
+    EXPECT_EQ(f5->modifiers, 0u);
+    EXPECT_EQ(f5->label, "F5");
+
+    const std::optional<HotKey> all = record(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    ASSERT_TRUE(all);
+    EXPECT_EQ(all->keyCode, uint32_t('k'));
+    EXPECT_EQ(all->modifiers, controlKey | altKey | superKey);
+    EXPECT_EQ(all->modifiers, 0x1900u);
+    EXPECT_EQ(all->label, "Ctrl+Alt+Super+K");
+
+    const std::optional<HotKey> shifted = record(Qt::Key_PageUp, Qt::ShiftModifier | Qt::ControlModifier);
+    ASSERT_TRUE(shifted);
+    EXPECT_EQ(shifted->keyCode, 0xff55u);
+    EXPECT_EQ(shifted->modifiers, controlKey | shiftKey);
+    EXPECT_EQ(shifted->label, "Ctrl+Shift+PgUp");
+
+    // Pressing a modifier on its own is not yet a shortcut.
+    EXPECT_FALSE(record(Qt::Key_Control, Qt::ControlModifier, 0xffe3));
+
+    // From a real key event, with the keysym the keyboard reported for an unnamed key.
+    const QKeyEvent event(QEvent::KeyPress, Qt::Key_Eacute, Qt::AltModifier, 0, 0xe9, 0, QStringLiteral("é"));
+    const std::optional<HotKey> accented = record(event);
+    ASSERT_TRUE(accented);
+    EXPECT_EQ(accented->keyCode, 0xe9u);
+}
+
+TEST(HotKeyAction, ThirteenActionsWithStableIdentifiers)
+{
+    const std::vector<HotKeyAction> all = HotKeyAction::allCases();
+    ASSERT_EQ(all.size(), 13u);
+    EXPECT_EQ(all.front().identifier(), "dropdown.combined");
+    EXPECT_EQ(all[1].identifier(), "dropdown.cpu");
+    EXPECT_EQ(all[10].identifier(), "dropdown.time");
+    EXPECT_EQ(all[11].identifier(), "keepAwake");
+    EXPECT_EQ(all[12].identifier(), "settings");
+    for (const HotKeyAction& action : all)
+        EXPECT_EQ(HotKeyAction::fromIdentifier(action.identifier()), action);
+    EXPECT_FALSE(HotKeyAction::fromIdentifier("dropdown.nothing"));
+    EXPECT_FALSE(HotKeyAction::fromIdentifier("dropdown."));
+    EXPECT_FALSE(HotKeyAction::fromIdentifier("Settings"));
+}
+
+namespace {
+
+// Records what the centre asks of the desktop; refuses the key codes it is told to.
+class FakeBackend : public HotKeyBackend {
+public:
+    struct Call {
+        int id;
+        QString identifier;
+    };
+    std::vector<Call> grabs;
+    std::vector<int> ungrabs;
+    std::set<uint32_t> taken;
+
+    bool grab(int id, const QString& identifier, const HotKey& key) override
+    {
+        grabs.push_back({id, identifier});
+        return !taken.count(key.keyCode);
+    }
+    void ungrab(int id) override { ungrabs.push_back(id); }
+};
+
+} // namespace
+
+TEST(HotKeyCenter, RegistersInIdentifierOrderAndRecordsRefusals)
+{
+    auto owned = std::make_unique<FakeBackend>();
+    FakeBackend& backend = *owned;
+    backend.taken = {'t'};
+    HotKeyCenter center(std::move(owned));
+    center.setHotKeys({{"settings", {'s', controlKey, "Ctrl+S"}},
+                       {"dropdown.cpu", {'c', controlKey, "Ctrl+C"}},
+                       {"keepAwake", {'t', altKey, "Alt+T"}},
+                       {"no.such.action", {'x', altKey, "Alt+X"}}});
+    center.registerAll();
+    ASSERT_EQ(backend.grabs.size(), 3u); // an identifier without an action is ignored
+    EXPECT_EQ(backend.grabs[0].identifier, "dropdown.cpu");
+    EXPECT_EQ(backend.grabs[1].identifier, "keepAwake");
+    EXPECT_EQ(backend.grabs[2].identifier, "settings");
+    EXPECT_LT(backend.grabs[0].id, backend.grabs[2].id);
+    EXPECT_EQ(center.failed, (std::set<QString>{"keepAwake"}));
+    EXPECT_EQ(center.registered.size(), 2u);
+
+    // A press reaches the handler from the event loop, with its action.
+    std::vector<HotKeyAction> fired;
+    center.onTrigger = [&](const HotKeyAction& action) { fired.push_back(action); };
+    backend.onPressed(center.registered.at("dropdown.cpu"));
+    EXPECT_TRUE(fired.empty());
+    ASSERT_TRUE(test::waitUntil([&] { return !fired.empty(); }));
+    EXPECT_EQ(fired[0], (HotKeyAction{HotKeyAction::Kind::dropdown, ModuleKind::cpu}));
+
+    // While suspended (the settings record a shortcut) nothing fires.
+    center.suspended = true;
+    backend.onPressed(center.registered.at("settings"));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(fired.size(), 1u);
+    center.suspended = false;
+
+    // A refusal that arrives later moves the identifier to failed.
+    backend.onRefused(center.registered.at("settings"));
+    EXPECT_TRUE(center.failed.count("settings"));
+    EXPECT_FALSE(center.registered.count("settings"));
+
+    // Registering again releases every earlier grab first and forgets old failures.
+    backend.taken.clear();
+    const std::size_t before = backend.ungrabs.size();
+    center.registerAll();
+    EXPECT_EQ(backend.ungrabs.size(), before + 1); // dropdown.cpu was still registered
+    EXPECT_TRUE(center.failed.empty());
+    EXPECT_EQ(center.registered.size(), 3u);
+}
+
+TEST(HotKeyCenter, WithoutAKeyGrabbingDesktopEveryKeyFails)
+{
+    // The offscreen platform has neither X11 nor a portal.
+    HotKeyCenter center(HotKeyCenter::makeDesktopBackend());
+    center.setHotKeys({{"settings", {'s', controlKey, "Ctrl+S"}}});
+    center.registerAll();
+    EXPECT_EQ(center.failed, (std::set<QString>{"settings"}));
+}
