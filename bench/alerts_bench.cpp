@@ -28,7 +28,7 @@ LiveState busyDesktop()
     s.diskWriteRate = 70e6;
     s.download = 12e6;
     for (int i = 0; i < 400; ++i) {
-        LiveProcess p;
+        ProcessSample p;
         p.pid = 1000 + i;
         p.name = QStringLiteral("process-%1").arg(i);
         p.cpu = i % 50 == 0 ? 95 : i % 7;
@@ -37,7 +37,7 @@ LiveState busyDesktop()
         s.processes.push_back(p);
     }
     s.startupVolume = LiveVolume{500e9, 100e9};
-    s.fans = {LiveFan{2500, 1200, 6000}};
+    s.fans = {Fan{0, 2500, 1200, 6000}};
     return s;
 }
 

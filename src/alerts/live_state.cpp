@@ -13,16 +13,24 @@ std::optional<double> LiveVolume::usedPercent() const
     return (total - std::max(available, 0.0)) / total * 100.0;
 }
 
-double LiveState::memoryUsedPercent() const
-{
-    if (!(memoryTotal > 0))
-        return 0;
-    return (memoryApp + memoryWired + memoryCompressed) / memoryTotal * 100.0;
-}
-
 LiveState LiveState::from(const Hub& hub)
 {
     LiveState s;
+    s.cpuUser = hub.cpu.user;
+    s.cpuSystem = hub.cpu.system;
+    if (!hub.gpu.gpus.empty())
+        s.gpuUtilization = hub.gpu.utilization();
+
+    s.memoryUsed = hub.memory.usedPercent();
+    s.memoryPressure = hub.memory.pressure;
+    s.memoryPressureLevel = hub.memory.pressureLevel;
+
+    s.processes = hub.processes.processes;
+
+    s.diskReadRate = hub.disks.readRate;
+    s.diskWriteRate = hub.disks.writeRate;
+    if (const auto volume = hub.disks.startupVolume())
+        s.startupVolume = LiveVolume{volume->total, volume->available};
 
     const NetworkMonitor& network = hub.network;
     s.download = network.download;
@@ -37,9 +45,7 @@ LiveState LiveState::from(const Hub& hub)
         s.wifiAssociated = network.wifi->ssid.has_value() || network.wifi->bssid.has_value();
     }
 
-    s.fans.reserve(hub.sensors.fans.size());
-    for (const Fan& fan : hub.sensors.fans)
-        s.fans.push_back({fan.rpm, fan.minimum, fan.maximum});
+    s.fans = hub.sensors.fans;
     s.cpuTemperature = hub.sensors.cpuTemperature();
 
     const BatteryMonitor& battery = hub.battery;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "monitors/process_monitor.h"
+#include "monitors/sensor_monitor.h"
+
 #include <QString>
 
 #include <cstdint>
@@ -13,21 +16,9 @@ class Hub;
 // The part of the hub's live state that the insight and rule engines read, copied once per tick.
 // The engines take this plain record (and the time) instead of the monitors themselves, so that a
 // sequence of states and times can be fed to them directly and their decisions are deterministic.
-struct LiveProcess {
-    int32_t pid = 0;
-    QString name;
-    double cpu = 0;       // percent of one core; may exceed 100
-    double memory = 0;    // bytes
-    double diskRead = 0;  // bytes per second
-    double diskWrite = 0; // bytes per second
-};
+// Processes and fans keep the monitors' own records.
 
-struct LiveFan {
-    double rpm = 0;
-    double minimum = 0;
-    double maximum = 0;
-};
-
+// The two figures of the startup volume that matter here.
 struct LiveVolume {
     double total = 0;     // bytes
     double available = 0; // bytes free
@@ -41,15 +32,12 @@ struct LiveState {
     double cpuSystem = 0; // percent
     std::optional<double> gpuUtilization; // absent when no GPU is known
 
-    // Memory, bytes and percent
-    double memoryTotal = 0;
-    double memoryApp = 0;
-    double memoryWired = 0;
-    double memoryCompressed = 0;
+    // Memory
+    double memoryUsed = 0;     // percent: (app + wired + compressed) of the total, 0 without a total
     double memoryPressure = 0; // percent 0–100
     int memoryPressureLevel = 1; // 1 normal, 2 warning, 4 critical
 
-    std::vector<LiveProcess> processes; // in the order the platform listed them
+    std::vector<ProcessSample> processes; // in the order the platform listed them
 
     // Disks
     double diskReadRate = 0;  // bytes per second
@@ -67,7 +55,7 @@ struct LiveState {
     bool wifiAssociated = false;
 
     // Sensors
-    std::vector<LiveFan> fans;
+    std::vector<Fan> fans;
     std::optional<double> cpuTemperature; // °C
 
     // Battery
@@ -80,8 +68,6 @@ struct LiveState {
     std::optional<int> minutesRemaining;
 
     double cpuTotal() const { return cpuUser + cpuSystem; }
-    // (app + wired + compressed) ÷ total × 100; 0 when total is not above 0.
-    double memoryUsedPercent() const;
 
     // Copies what the hub's monitors published on this tick.
     static LiveState from(const Hub& hub);

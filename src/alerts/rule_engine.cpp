@@ -86,7 +86,7 @@ std::optional<double> RuleEngine::value(RuleMetric metric, const LiveState& stat
     case RuleMetric::memoryPressure:
         return state.memoryPressure;
     case RuleMetric::memoryUsed:
-        return state.memoryUsedPercent();
+        return state.memoryUsed;
     case RuleMetric::diskUsed:
         return state.startupVolume ? state.startupVolume->usedPercent() : std::nullopt;
     case RuleMetric::temperature:

@@ -3,6 +3,11 @@
 #include "alerts/rule_engine.h"
 #include "insight/insight_engine.h"
 #include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/linux_cpu_reader.h"
+#include "platform/linux/linux_disk_reader.h"
+#include "platform/linux/linux_gpu_reader.h"
+#include "platform/linux/linux_memory_reader.h"
+#include "platform/linux/linux_process_reader.h"
 #include "platform/linux/power_supply_reader.h"
 #include "platform/linux/logind_power_assertions.h"
 
@@ -12,6 +17,11 @@ namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
     : QObject(parent), now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      cpu(std::make_unique<LinuxCPUReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      memory(std::make_unique<LinuxMemoryReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      processes(std::make_unique<LinuxProcessReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+      gpu(std::make_unique<LinuxGPUReader>(SysFs::fromEnvironment())),
+      disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); }),
       sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
       m_keepAwake(std::make_unique<LogindPowerAssertions>()), m_insights(std::make_unique<InsightEngine>(*this))
 {
@@ -57,11 +67,15 @@ void Hub::tick()
     m_inTick = true;
     const Config config = m_settings.config();
     const double time = now();
-    Q_UNUSED(config);
-    Q_UNUSED(time);
 
-    // 1. cpu, memory, processes, gpu
-    // 2. disk activity, and the volume list when older than 10 s or empty
+    cpu.sample();
+    memory.sample();
+    processes.sample();
+    gpu.sample();
+
+    disks.sampleActivity();
+    if (disks.volumeScanDue(time))
+        disks.scanVolumes(config.showNetworkDisks, config.showRemovableDisks);
     network.pingHost = config.pingHost;
     network.sample();
     sensors.sample();
@@ -101,6 +115,9 @@ void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
         reschedule();
+    if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks
+        || oldConfig.showRemovableDisks != newConfig.showRemovableDisks)
+        disks.scanVolumes(newConfig.showNetworkDisks, newConfig.showRemovableDisks);
 }
 
 } // namespace pulsebar

@@ -3,7 +3,12 @@
 #include "core/app_settings.h"
 #include "core/keep_awake.h"
 #include "monitors/battery_monitor.h"
+#include "monitors/cpu_monitor.h"
+#include "monitors/disk_monitor.h"
+#include "monitors/gpu_monitor.h"
+#include "monitors/memory_monitor.h"
 #include "monitors/network_monitor.h"
+#include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
 
 #include <QObject>
@@ -53,6 +58,14 @@ public:
 
     // Seconds since 1970; tests replace it to drive time-dependent logic deterministically.
     std::function<double()> now;
+
+    // The monitors, in the order the tick samples them; their fields are the live state. Declared
+    // after `now`, whose clock they read.
+    CPUMonitor cpu;
+    MemoryMonitor memory;
+    ProcessMonitor processes;
+    GPUMonitor gpu;
+    DiskMonitor disks;
 
     const QTimer* timer() const { return m_timer.get(); }
 

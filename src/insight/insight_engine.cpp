@@ -31,26 +31,26 @@ constexpr double hotCelsius = 90.0;
 
 // The first process with the largest value of `field`: a stable sort's first entry.
 template <typename Field>
-const LiveProcess* topProcess(const std::vector<LiveProcess>& processes, Field field)
+const ProcessSample* topProcess(const std::vector<ProcessSample>& processes, Field field)
 {
-    const LiveProcess* best = nullptr;
-    for (const LiveProcess& p : processes)
+    const ProcessSample* best = nullptr;
+    for (const ProcessSample& p : processes)
         if (!best || field(p) > field(*best))
             best = &p;
     return best;
 }
 
-const LiveProcess* findProcess(const std::vector<LiveProcess>& processes, int32_t pid)
+const ProcessSample* findProcess(const std::vector<ProcessSample>& processes, int32_t pid)
 {
-    const auto it = std::find_if(processes.begin(), processes.end(), [&](const LiveProcess& p) { return p.pid == pid; });
+    const auto it = std::find_if(processes.begin(), processes.end(), [&](const ProcessSample& p) { return p.pid == pid; });
     return it == processes.end() ? nullptr : &*it;
 }
 
 // How far the busiest fan has spun up between its minimum and maximum, in percent.
-double largestFanShare(const std::vector<LiveFan>& fans)
+double largestFanShare(const std::vector<Fan>& fans)
 {
     double largest = 0;
-    for (const LiveFan& fan : fans) {
+    for (const Fan& fan : fans) {
         double share = 0;
         if (fan.minimum < fan.maximum)
             share = std::min((fan.rpm - fan.minimum) / (fan.maximum - fan.minimum) * 100.0, 100.0);
@@ -68,7 +68,7 @@ QString consequenceSuffix(const LiveState& state)
     return QStringLiteral(".");
 }
 
-Insight cpuProcessInsight(const LiveProcess& process, double duration, const LiveState& state)
+Insight cpuProcessInsight(const ProcessSample& process, double duration, const LiveState& state)
 {
     return {Insight::Kind::cpu,
             process.name + " has used " + Fmt::percent(process.cpu) + " CPU for " + InsightEngine::minutes(duration) +
@@ -100,8 +100,8 @@ Insight diskInsight(const LiveState& state)
     const bool writing = state.diskReadRate <= state.diskWriteRate;
     const QString verb = writing ? QStringLiteral("writing") : QStringLiteral("reading");
     const QString rate = Fmt::rate(writing ? state.diskWriteRate : state.diskReadRate, false);
-    const LiveProcess* process = writing ? topProcess(state.processes, [](const LiveProcess& p) { return p.diskWrite; })
-                                         : topProcess(state.processes, [](const LiveProcess& p) { return p.diskRead; });
+    const ProcessSample* process = writing ? topProcess(state.processes, [](const ProcessSample& p) { return p.diskWrite; })
+                                         : topProcess(state.processes, [](const ProcessSample& p) { return p.diskRead; });
     Insight insight{Insight::Kind::disk, {}, Insight::Severity::info, ModuleKind::disks, std::nullopt};
     if (process) {
         insight.text = "Disk is busy — " + process->name + " is " + verb + " " + rate + ".";
@@ -191,7 +191,7 @@ void InsightEngine::updateConditions(const LiveState& state, double now)
     m_batteryDrain.update(state.batteryPresent && !state.onAC && watts && *watts >= drainWatts, now);
 
     QSet<int32_t> busy;
-    for (const LiveProcess& p : state.processes)
+    for (const ProcessSample& p : state.processes)
         if (p.cpu >= processPercent)
             busy.insert(p.pid);
     for (const int32_t pid : busy)
@@ -225,7 +225,7 @@ std::optional<Insight> InsightEngine::memoryInsight(const LiveState& state, doub
 {
     if (!m_memoryPressure.heldFor(memorySeconds, now))
         return std::nullopt;
-    const LiveProcess* process = topProcess(state.processes, [](const LiveProcess& p) { return p.memory; });
+    const ProcessSample* process = topProcess(state.processes, [](const ProcessSample& p) { return p.memory; });
     if (!process)
         return std::nullopt;
     const bool critical = state.memoryPressureLevel >= 4;
@@ -246,14 +246,14 @@ std::optional<Insight> InsightEngine::cpuInsight(const LiveState& state, double 
             longest = {pid, *held};
     }
     if (longest) {
-        if (const LiveProcess* process = findProcess(state.processes, longest->first))
+        if (const ProcessSample* process = findProcess(state.processes, longest->first))
             return cpuProcessInsight(*process, longest->second, state);
     }
 
     // Many processes together: name the busiest one now.
     if (!m_cpuTotal.heldFor(cpuSeconds, now))
         return std::nullopt;
-    const LiveProcess* process = topProcess(state.processes, [](const LiveProcess& p) { return p.cpu; });
+    const ProcessSample* process = topProcess(state.processes, [](const ProcessSample& p) { return p.cpu; });
     if (!process)
         return std::nullopt;
     std::optional<double> held;

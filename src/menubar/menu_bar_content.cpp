@@ -292,7 +292,18 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     r.hasBattery = hub.battery.present;
     r.batteryPercent = hub.battery.percent;
     r.batteryCharging = hub.battery.isCharging;
-    // CPU, memory, GPU and disks join here as their monitors join the hub.
+    r.cpuUser = hub.cpu.user;
+    r.cpuSystem = hub.cpu.system;
+    r.cpuHistory = values(hub.cpu.totalHistory);
+    r.hasGPU = !hub.gpu.gpus.empty();
+    r.gpuUtilization = hub.gpu.utilization();
+    if (r.hasGPU)
+        r.gpuHistory = values(hub.gpu.gpus.front().history);
+    r.memoryPressure = hub.memory.pressure;
+    r.memoryPressureLevel = hub.memory.pressureLevel;
+    r.memoryUsed = hub.memory.usedPercent();
+    if (const auto startup = hub.disks.startupVolume())
+        r.startupDiskUsed = startup->usedPercent();
     return r;
 }
 

@@ -71,16 +71,48 @@ TEST(LiveState, CopiesFansTemperatureAndBattery)
     EXPECT_EQ(s.minutesRemaining, 95);
 }
 
-TEST(LiveState, DerivedPercentages)
+TEST(LiveState, CopiesTheMonitorsOfProcessorMemoryProcessesAndDisks)
 {
-    LiveState s;
-    EXPECT_EQ(s.memoryUsedPercent(), 0.0);
-    s.memoryTotal = 8;
-    s.memoryApp = 3;
-    s.memoryWired = 0.5;
-    s.memoryCompressed = 0.5;
-    EXPECT_EQ(s.memoryUsedPercent(), 50.0);
+    test::HubFixture fixture;
+    Hub& hub = fixture.hub;
+    hub.cpu.user = 41;
+    hub.cpu.system = 9;
+    hub.memory.total = 8e9;
+    hub.memory.app = 3e9;
+    hub.memory.wired = 0.5e9;
+    hub.memory.compressed = 0.5e9;
+    hub.memory.pressure = 63;
+    hub.memory.pressureLevel = 4;
+    hub.processes.processes = {ProcessSample{7, "make", 12, 3e6, 10, 20}, ProcessSample{9, "cc1plus", 99, 5e8, 0, 4e6}};
+    hub.disks.readRate = 1e6;
+    hub.disks.writeRate = 2e6;
+    hub.disks.volumes = {Volume{"/", "/", 500e9, 20e9, 25e9, false, true, true}};
 
+    LiveState s = LiveState::from(hub);
+    EXPECT_EQ(s.cpuTotal(), 50);
+    EXPECT_FALSE(s.gpuUtilization); // no GPU known: unknown, not 0
+    EXPECT_EQ(s.memoryUsed, 50);
+    EXPECT_EQ(s.memoryPressure, 63);
+    EXPECT_EQ(s.memoryPressureLevel, 4);
+    ASSERT_EQ(s.processes.size(), 2u);
+    EXPECT_EQ(s.processes[1].pid, 9);
+    EXPECT_EQ(s.processes[1].name, "cc1plus");
+    EXPECT_EQ(s.processes[1].cpu, 99);
+    EXPECT_EQ(s.processes[1].memory, 5e8);
+    EXPECT_EQ(s.processes[1].diskWrite, 4e6);
+    EXPECT_EQ(s.processes[0].diskRead, 10);
+    EXPECT_EQ(s.diskReadRate, 1e6);
+    EXPECT_EQ(s.diskWriteRate, 2e6);
+    ASSERT_TRUE(s.startupVolume);
+    EXPECT_EQ(s.startupVolume->usedPercent(), 96.0);
+
+    hub.gpu.gpus.resize(1);
+    hub.gpu.gpus[0].utilization = 35;
+    EXPECT_EQ(LiveState::from(hub).gpuUtilization, 35);
+}
+
+TEST(LiveState, StartupVolumeUse)
+{
     EXPECT_FALSE((LiveVolume{0, 0}.usedPercent()));
     EXPECT_EQ((LiveVolume{200, 50}.usedPercent()), 75.0);
     EXPECT_EQ((LiveVolume{200, -5}.usedPercent()), 100.0); // a negative free counts as none

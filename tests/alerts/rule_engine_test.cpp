@@ -132,10 +132,7 @@ TEST(RuleEngine, RulesRunInOrderSkipDisabledOnesAndIgnoreUnknownValues)
                  rule(RuleMetric::diskUsed, RuleComparison::above, 0, 0, "d"),
                  rule(RuleMetric::download, RuleComparison::above, 1999, 0, "e")});
     LiveState s = cpuAt(99);
-    s.memoryTotal = 16;
-    s.memoryApp = 6;
-    s.memoryWired = 2;
-    s.memoryCompressed = 1; // 56.25 %
+    s.memoryUsed = 56.25;
     s.download = 2'048'000;
     run.at(0, s); // no GPU, no ping, no startup volume: those rules cannot hold
     EXPECT_EQ(run.titles(), (std::vector<QString>{"Memory used is above 50 %", "Download speed is above 1999 KB/s"}));
@@ -178,7 +175,7 @@ TEST(RuleEngine, ValuesAndFormats)
     s.upload = 512;
     EXPECT_EQ(RuleEngine::value(RuleMetric::download, s), 2000.0);
     EXPECT_EQ(RuleEngine::value(RuleMetric::upload, s), 0.5);
-    EXPECT_EQ(RuleEngine::value(RuleMetric::memoryUsed, s), 0.0); // no total: 0, not unknown
+    EXPECT_EQ(RuleEngine::value(RuleMetric::memoryUsed, s), 0.0); // never unknown
     EXPECT_FALSE(RuleEngine::value(RuleMetric::batteryLevel, s));
     EXPECT_FALSE(RuleEngine::value(RuleMetric::temperature, s));
     s.memoryPressure = 42;

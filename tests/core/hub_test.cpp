@@ -50,12 +50,8 @@ TEST(Hub, IntervalChangeReplacesTheTimerAndTheOldOneNeverFiresAgain)
 
 TEST(Hub, HeadlessStartMarksTheRoleAndRecordsNothing)
 {
-    QTemporaryDir dir;
-    Preferences preferences(dir.path() + "/preferences.json");
-    AppSettings settings(preferences);
-    Config c = settings.config();
-    c.pingHost = "127.0.0.1";
-    settings.setConfig(c);
+    test::IsolatedSettings isolated;
+    AppSettings& settings = isolated.settings;
     Hub hub(settings);
     hub.startHeadless();
     EXPECT_TRUE(hub.isHeadless());

@@ -8,9 +8,9 @@ using namespace pulsebar;
 
 namespace {
 
-LiveProcess process(int32_t pid, const QString& name, double cpu, double memory = 0)
+ProcessSample process(int32_t pid, const QString& name, double cpu, double memory = 0)
 {
-    LiveProcess p;
+    ProcessSample p;
     p.pid = pid;
     p.name = name;
     p.cpu = cpu;
@@ -131,11 +131,11 @@ TEST(InsightEngine, FanAndHeatSuffixes)
 {
     InsightRun run;
     LiveState s = busyProcess();
-    s.fans = {LiveFan{2000, 1000, 6000}, LiveFan{3000, 1000, 6000}}; // 20 % and 40 %
+    s.fans = {Fan{0, 2000, 1000, 6000}, Fan{0, 3000, 1000, 6000}}; // 20 % and 40 %
     s.cpuTemperature = 95;
     EXPECT_EQ(run.hold(0, 120, s).text, "ffmpeg has used 85% CPU for 2 min — fans are up.");
 
-    s.fans = {LiveFan{2900, 1000, 6000}, LiveFan{9000, 6000, 6000}}; // 38 %; a fan without range counts 0
+    s.fans = {Fan{0, 2900, 1000, 6000}, Fan{0, 9000, 6000, 6000}}; // 38 %; a fan without range counts 0
     EXPECT_EQ(run.at(121, s).text, "ffmpeg has used 85% CPU for 2 min — running hot.");
 
     s.cpuTemperature = 89.9;
@@ -223,9 +223,9 @@ TEST(InsightEngine, BusyDiskNamesTheDirectionAndItsTopProcess)
     LiveState s;
     s.diskReadRate = 20e6;
     s.diskWriteRate = 40 * 1024 * 1024;
-    LiveProcess writer = process(3, "rsync", 5);
+    ProcessSample writer = process(3, "rsync", 5);
     writer.diskWrite = 30e6;
-    LiveProcess reader = process(4, "tar", 5);
+    ProcessSample reader = process(4, "tar", 5);
     reader.diskRead = 90e6;
     s.processes = {reader, writer};
     EXPECT_EQ(run.hold(0, 29, s).kind, Insight::Kind::quiet);

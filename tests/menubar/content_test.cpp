@@ -223,12 +223,8 @@ TEST(MenuBarReadings, CopiesTheHubsLiveValues)
 TEST(MenuBarReadings, ComeFromTheHubsMonitors)
 {
     test::ScopedEnv root("PULSEBAR_SYSROOT", test::fixture("sensors/laptop-charging"));
-    QTemporaryDir dir;
-    Preferences preferences(dir.path() + "/preferences.json");
-    AppSettings settings(preferences);
-    Config c = settings.config();
-    c.pingHost = "127.0.0.1";
-    settings.setConfig(c);
+    test::IsolatedSettings isolated;
+    AppSettings& settings = isolated.settings;
     Hub hub(settings);
     hub.tick();
     const MenuBarReadings r = MenuBarReadings::from(hub);

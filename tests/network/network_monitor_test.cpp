@@ -460,12 +460,8 @@ TEST(NetworkMonitor, HubSamplesTheNetworkWithTheConfiguredPingHost)
 {
     AddressServer server;
     test::ScopedEnv url("PULSEBAR_IPIFY_URL", server.url());
-    QTemporaryDir dir;
-    Preferences preferences(dir.path() + "/preferences.json");
-    AppSettings settings(preferences);
-    Config c = settings.config();
-    c.pingHost = "127.0.0.1";
-    settings.setConfig(c);
+    test::IsolatedSettings isolated;
+    AppSettings& settings = isolated.settings;
     Hub hub(settings);
     hub.now = [] { return 5000.0; };
     hub.tick();

@@ -1,10 +1,8 @@
 #pragma once
 
 #include "alerts/notifier.h"
-#include "core/app_settings.h"
 #include "core/hub.h"
-
-#include <QTemporaryDir>
+#include "test_support.h"
 
 #include <vector>
 
@@ -22,10 +20,8 @@ public:
 
 // A hub over a private preferences file, for engines that need one to exist.
 struct HubFixture {
-    QTemporaryDir dir;
-    Preferences preferences{dir.path() + "/preferences.json"};
-    AppSettings settings{preferences};
-    Hub hub{settings};
+    IsolatedSettings isolated;
+    Hub hub{isolated.settings};
 };
 
 } // namespace pulsebar::test

@@ -58,6 +58,13 @@ void writeConfig(const QString& home, QJsonObject config)
               QJsonDocument(QJsonObject{{"PulsebarConfig.v1", config}}).toJson());
 }
 
+IsolatedSettings::IsolatedSettings() : preferences(dir.path() + "/preferences.json"), settings(preferences)
+{
+    Config config = settings.config();
+    config.pingHost = "127.0.0.1";
+    settings.setConfig(config);
+}
+
 QProcessEnvironment isolatedEnvironment(const QString& home)
 {
     // Without a configuration of its own, a run pings loopback instead of the public default.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/app_settings.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QProcessEnvironment>
@@ -45,6 +47,15 @@ RunResult runPulsebar(const QStringList& arguments, const QString& home, const Q
 // Writes `config` as the stored configuration of a run in `home`; pingHost is loopback unless given,
 // so no test pings a public address.
 void writeConfig(const QString& home, QJsonObject config);
+
+// Settings over a preferences file of their own in a temporary folder, pinging loopback, for tests
+// that build a Hub in the test process.
+struct IsolatedSettings {
+    IsolatedSettings();
+    QTemporaryDir dir;
+    Preferences preferences;
+    AppSettings settings;
+};
 
 // An environment whose HOME and XDG folders point into `home`.
 QProcessEnvironment isolatedEnvironment(const QString& home);

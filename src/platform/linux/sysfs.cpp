@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace pulsebar {
@@ -102,31 +104,30 @@ std::string SysFs::path(std::string_view relative) const
     return out;
 }
 
+int SysFs::openRelative(std::string_view relative, int flags) const
+{
+    // The per-process files are read every tick for every process: building their paths on the stack
+    // keeps those reads free of heap allocations.
+    while (!relative.empty() && relative.front() == '/')
+        relative.remove_prefix(1);
+    char buffer[512];
+    if (m_root.size() + relative.size() < sizeof buffer) {
+        std::memcpy(buffer, m_root.data(), m_root.size());
+        std::memcpy(buffer + m_root.size(), relative.data(), relative.size());
+        buffer[m_root.size() + relative.size()] = '\0';
+        return ::open(buffer, flags);
+    }
+    return ::open(path(relative).c_str(), flags);
+}
+
 long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
 {
-    const int fd = ::open(path(relative).c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    std::size_t total = 0;
-    while (total < capacity) {
-        const ssize_t n = ::read(fd, buffer + total, capacity - total);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            ::close(fd);
-            return -1;
-        }
-        if (n == 0)
-            break;
-        total += std::size_t(n);
-    }
-    ::close(fd);
-    return long(total);
+    return open(relative).read(buffer, capacity);
 }
 
 std::optional<std::string> SysFs::readText(std::string_view relative, std::size_t maxBytes) const
 {
-    const int fd = ::open(path(relative).c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return std::nullopt;
     std::string out;
@@ -145,6 +146,11 @@ std::optional<std::string> SysFs::readText(std::string_view relative, std::size_
     }
     ::close(fd);
     return out;
+}
+
+bool SysFs::readText(std::string_view relative, std::string& out, std::size_t maxBytes) const
+{
+    return open(relative).readText(out, maxBytes);
 }
 
 std::optional<std::string> SysFs::readLine(std::string_view relative) const
@@ -194,15 +200,7 @@ bool SysFs::isDirectory(std::string_view relative) const
 std::vector<std::string> SysFs::list(std::string_view relative) const
 {
     std::vector<std::string> names;
-    DIR* dir = ::opendir(path(relative).c_str());
-    if (!dir)
-        return names;
-    while (const dirent* entry = ::readdir(dir)) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..")
-            names.emplace_back(name);
-    }
-    ::closedir(dir);
+    forEachEntry(relative, [&](std::string_view name) { names.emplace_back(name); });
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -214,6 +212,133 @@ std::optional<std::string> SysFs::readLink(std::string_view relative) const
     if (n < 0)
         return std::nullopt;
     return std::string(buffer, std::size_t(n));
+}
+
+SysFs::OpenFile::~OpenFile()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+SysFs::OpenFile& SysFs::OpenFile::operator=(OpenFile&& other) noexcept
+{
+    if (this != &other) {
+        if (m_fd >= 0)
+            ::close(m_fd);
+        m_fd = other.m_fd;
+        other.m_fd = -1;
+    }
+    return *this;
+}
+
+long SysFs::OpenFile::read(char* buffer, std::size_t capacity) const
+{
+    if (m_fd < 0)
+        return -1;
+    std::size_t total = 0;
+    while (total < capacity) {
+        const std::size_t wanted = capacity - total;
+        const ssize_t n = ::pread(m_fd, buffer + total, wanted, off_t(total));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return -1;
+        }
+        total += std::size_t(n);
+        // A short read is the end of the file: proc and sys files hand over their text in one piece,
+        // and asking again would only cost another system call.
+        if (std::size_t(n) < wanted)
+            break;
+    }
+    return long(total);
+}
+
+bool SysFs::OpenFile::readText(std::string& out, std::size_t maxBytes) const
+{
+    out.clear();
+    if (m_fd < 0)
+        return false;
+    std::size_t size = 0;
+    for (;;) {
+        if (size == out.size()) {
+            if (size >= maxBytes)
+                break;
+            out.resize(std::min(maxBytes, std::max<std::size_t>({4096, out.capacity(), size * 2})));
+        }
+        const std::size_t wanted = out.size() - size;
+        const ssize_t n = ::pread(m_fd, out.data() + size, wanted, off_t(size));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            out.clear();
+            return false;
+        }
+        size += std::size_t(n);
+        if (std::size_t(n) < wanted)
+            break; // the end, as in read()
+    }
+    out.resize(size);
+    return true;
+}
+
+SysFs::RepeatedFile::RepeatedFile(const SysFs& sysfs, std::string relative)
+    : m_path(sysfs.path(relative)), m_hold(sysfs.isProcFileSystem("proc") && relative.rfind("proc/", 0) == 0)
+{
+}
+
+const SysFs::OpenFile& SysFs::RepeatedFile::file()
+{
+    if (m_hold) {
+        if (!m_held.isOpen())
+            m_held = OpenFile(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+        return m_held;
+    }
+    m_scratch = OpenFile(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+    return m_scratch;
+}
+
+bool SysFs::RepeatedFile::readText(std::string& out, std::size_t maxBytes)
+{
+    const bool ok = file().readText(out, maxBytes);
+    m_scratch = OpenFile();
+    if (!ok)
+        m_held = OpenFile(); // opened afresh next time
+    return ok;
+}
+
+long SysFs::RepeatedFile::readInto(char* buffer, std::size_t capacity)
+{
+    const long n = file().read(buffer, capacity);
+    m_scratch = OpenFile();
+    if (n < 0)
+        m_held = OpenFile();
+    return n;
+}
+
+SysFs::OpenFile SysFs::open(std::string_view relative) const
+{
+    return OpenFile(openRelative(relative, O_RDONLY | O_CLOEXEC));
+}
+
+bool SysFs::isProcFileSystem(std::string_view relative) const
+{
+    constexpr long procSuperMagic = 0x9fa0;
+    struct statfs st;
+    return ::statfs(path(relative).c_str(), &st) == 0 && long(st.f_type) == procSuperMagic;
+}
+
+bool SysFs::forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const
+{
+    DIR* dir = ::opendir(path(relative).c_str());
+    if (!dir)
+        return false;
+    while (const dirent* entry = ::readdir(dir)) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            visit(name);
+    }
+    ::closedir(dir);
+    return true;
 }
 
 bool SysFs::writeText(std::string_view relative, std::string_view text) const

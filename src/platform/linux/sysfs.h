@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +34,9 @@ public:
 
     // The whole file (up to maxBytes), or nullopt when it cannot be read.
     std::optional<std::string> readText(std::string_view relative, std::size_t maxBytes = 1 << 20) const;
+    // The whole file into `out`, reusing its capacity, so a file read every tick stops allocating once
+    // the buffer has grown to the file's size. False (and `out` empty) when it cannot be read.
+    bool readText(std::string_view relative, std::string& out, std::size_t maxBytes = 1 << 20) const;
     // Reads into a caller's buffer without allocating; returns the byte count, or -1 on failure.
     long readInto(std::string_view relative, char* buffer, std::size_t capacity) const;
 
@@ -47,12 +51,63 @@ public:
     std::vector<std::string> list(std::string_view relative) const;
     // Target of a symbolic link, as stored in the link.
     std::optional<std::string> readLink(std::string_view relative) const;
+    // A file held open and read again from its start each time. The kernel regenerates a proc file
+    // on every read, so holding one saves the path walk, open and close of each later sample.
+    class OpenFile {
+    public:
+        OpenFile() = default;
+        explicit OpenFile(int fd) : m_fd(fd) {}
+        ~OpenFile();
+        OpenFile(OpenFile&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
+        OpenFile& operator=(OpenFile&& other) noexcept;
+        OpenFile(const OpenFile&) = delete;
+        OpenFile& operator=(const OpenFile&) = delete;
+
+        bool isOpen() const { return m_fd >= 0; }
+        // Like SysFs::readText, from offset 0.
+        bool readText(std::string& out, std::size_t maxBytes = 1 << 20) const;
+        // The whole file from offset 0 into the buffer; the byte count, or -1 on failure (for a proc
+        // file: the process has ended).
+        long read(char* buffer, std::size_t capacity) const;
+
+    private:
+        int m_fd = -1;
+    };
+    OpenFile open(std::string_view relative) const; // not open when it cannot be opened
+
+    // A file read on every sample. On a real proc file system it is held open and read again from
+    // its start; anywhere else (fixture trees, whose files tests replace between samples) it is
+    // opened afresh each time. Reading fails softly like every read here.
+    class RepeatedFile {
+    public:
+        RepeatedFile(const SysFs& sysfs, std::string relative);
+        bool readText(std::string& out, std::size_t maxBytes = 1 << 20);
+        long readInto(char* buffer, std::size_t capacity);
+
+    private:
+        // Open for this read: the held file, or a fresh one that `scratch` keeps until the next call.
+        const OpenFile& file();
+
+        std::string m_path;
+        bool m_hold;
+        OpenFile m_held;
+        OpenFile m_scratch;
+    };
+    // True when the directory is a mounted proc file system, whose files may be held open.
+    bool isProcFileSystem(std::string_view relative) const;
+
+    // Calls `visit` with each entry name of a directory in the order the directory lists them, without
+    // copying the names; false when the directory cannot be read.
+    bool forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const;
 
     // Writes the whole text to an existing file (a sysfs control such as applesmc's key_at_index).
     bool writeText(std::string_view relative, std::string_view text) const;
     bool isWritable(std::string_view relative) const;
 
 private:
+    // Opens root + relative without allocating when the path fits a stack buffer; -1 on failure.
+    int openRelative(std::string_view relative, int flags) const;
+
     std::string m_root; // always ends with '/'
 };
 

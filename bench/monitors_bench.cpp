@@ -1,0 +1,118 @@
+// The cost of one sample of each monitor, reading the live /proc and /sys of this machine.
+#include "monitors/cpu_monitor.h"
+#include "monitors/disk_monitor.h"
+#include "monitors/gpu_monitor.h"
+#include "monitors/memory_monitor.h"
+#include "monitors/process_monitor.h"
+#include "platform/linux/linux_cpu_reader.h"
+#include "platform/linux/linux_disk_reader.h"
+#include "platform/linux/linux_gpu_reader.h"
+#include "platform/linux/linux_memory_reader.h"
+#include "platform/linux/linux_process_reader.h"
+
+#include <benchmark/benchmark.h>
+
+using namespace pulsebar;
+
+namespace {
+
+SysFs live() { return SysFs("/"); }
+
+// The clock moves a second per call, so every sample after the first computes rates.
+std::function<double()> steppingClock()
+{
+    return [t = 1.7e9]() mutable { return t += 1; };
+}
+
+} // namespace
+
+static void BM_CPUSample(benchmark::State& state)
+{
+    CPUMonitor cpu(std::make_unique<LinuxCPUReader>(live()), steppingClock());
+    cpu.sample();
+    for (auto _ : state)
+        cpu.sample();
+    state.counters["cpus"] = double(cpu.cores.size());
+}
+BENCHMARK(BM_CPUSample);
+
+static void BM_MemorySample(benchmark::State& state)
+{
+    MemoryMonitor memory(std::make_unique<LinuxMemoryReader>(live()), steppingClock());
+    for (auto _ : state)
+        memory.sample();
+}
+BENCHMARK(BM_MemorySample);
+
+static void BM_GPUSample(benchmark::State& state)
+{
+    GPUMonitor gpu(std::make_unique<LinuxGPUReader>(live()));
+    gpu.sample();
+    for (auto _ : state)
+        gpu.sample();
+    state.counters["gpus"] = double(gpu.gpus.size());
+}
+BENCHMARK(BM_GPUSample);
+
+static void BM_DiskActivity(benchmark::State& state)
+{
+    DiskMonitor disks(std::make_unique<LinuxDiskReader>(live()), steppingClock());
+    disks.sampleActivity();
+    for (auto _ : state)
+        disks.sampleActivity();
+}
+BENCHMARK(BM_DiskActivity);
+
+// What every tick spends on CPU, memory, GPU and disk activity together.
+static void BM_CPUMemoryGPUDiskTick(benchmark::State& state)
+{
+    const auto clock = steppingClock();
+    CPUMonitor cpu(std::make_unique<LinuxCPUReader>(live()), clock);
+    MemoryMonitor memory(std::make_unique<LinuxMemoryReader>(live()), clock);
+    GPUMonitor gpu(std::make_unique<LinuxGPUReader>(live()));
+    DiskMonitor disks(std::make_unique<LinuxDiskReader>(live()), clock);
+    for (auto _ : state) {
+        cpu.sample();
+        memory.sample();
+        gpu.sample();
+        disks.sampleActivity();
+    }
+}
+BENCHMARK(BM_CPUMemoryGPUDiskTick);
+
+static void BM_VolumeScan(benchmark::State& state)
+{
+    DiskMonitor disks(std::make_unique<LinuxDiskReader>(live()), steppingClock());
+    for (auto _ : state)
+        disks.scanVolumes(true, true);
+    state.counters["volumes"] = double(disks.volumes.size());
+}
+BENCHMARK(BM_VolumeScan);
+
+// One sample of every process; "per_process" is the time divided by the number of processes.
+static void BM_ProcessSample(benchmark::State& state)
+{
+    ProcessMonitor processes(std::make_unique<LinuxProcessReader>(live()), steppingClock());
+    processes.sample();
+    double listed = 0;
+    for (auto _ : state) {
+        processes.sample();
+        listed += double(processes.processes.size());
+    }
+    const double perSample = listed / double(state.iterations());
+    state.counters["processes"] = perSample;
+    state.counters["per_process"] =
+        benchmark::Counter(listed, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_ProcessSample);
+
+static void BM_ProcessTop(benchmark::State& state)
+{
+    ProcessMonitor processes(std::make_unique<LinuxProcessReader>(live()), steppingClock());
+    processes.sample();
+    processes.sample();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(processes.top(ProcessSortKey::cpu, 10));
+    state.counters["processes"] = double(processes.processes.size());
+}
+BENCHMARK(BM_ProcessTop);

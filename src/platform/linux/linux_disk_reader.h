@@ -1,0 +1,48 @@
+#pragma once
+
+#include "monitors/disk_monitor.h"
+#include "platform/linux/proc_parse.h"
+#include "platform/linux/sysfs.h"
+
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+namespace pulsebar {
+
+struct VolumeCapacity {
+    uint64_t total = 0;     // bytes
+    uint64_t available = 0; // bytes free for an ordinary user
+};
+
+// Disk throughput from proc/diskstats over the physical disks; volumes from proc/self/mountinfo with
+// capacities from statvfs.
+class LinuxDiskReader : public DiskReader {
+public:
+    // Capacity of a mounted file system by mount point; tests replace the statvfs call.
+    using CapacityProbe = std::function<std::optional<VolumeCapacity>(const std::string& mountPoint, bool isNetwork)>;
+
+    explicit LinuxDiskReader(SysFs sysfs, CapacityProbe probe = {});
+
+    DiskBytes readBytes() override;
+    std::vector<VolumeInfo> volumes(bool includeNetwork) override;
+
+    // Pseudo and system file systems that are never shown as volumes.
+    static bool isHiddenType(std::string_view fsType);
+    static bool isNetworkType(std::string_view fsType);
+    // Mounts a user would call volumes: no pseudo file systems and each device once (a bind mount
+    // of a folder repeats its device; the mount at "/" or of the device's top wins).
+    static std::vector<ProcParse::MountEntry> visibleMounts(const std::vector<ProcParse::MountEntry>& mounts);
+
+private:
+    bool isPhysicalDisk(std::string_view name);
+    std::unordered_map<std::string, QString> labels() const;
+
+    SysFs m_sysfs;
+    CapacityProbe m_probe;
+    SysFs::RepeatedFile m_diskstats;
+    std::string m_buffer; // proc/diskstats text, reused
+    std::unordered_map<std::string, bool> m_physical; // by device name, forgotten when it disappears
+};
+
+} // namespace pulsebar

@@ -1,0 +1,207 @@
+#include "monitors/process_actions.h"
+#include "monitors/process_monitor.h"
+#include "platform/linux/linux_process_reader.h"
+
+#include "snapshot_root.h"
+
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace pulsebar;
+using test::FakeClock;
+using test::SnapshotRoot;
+
+namespace {
+
+const ProcessSample* find(const ProcessMonitor& monitor, int32_t pid)
+{
+    for (const auto& p : monitor.processes)
+        if (p.pid == pid)
+            return &p;
+    return nullptr;
+}
+
+std::vector<int32_t> pids(const std::vector<ProcessSample>& list)
+{
+    std::vector<int32_t> out;
+    for (const auto& p : list)
+        out.push_back(p.pid);
+    return out;
+}
+
+} // namespace
+
+TEST(ProcessMonitor, RatesNeedTwoSamplesAndAFourThreadProcessShowsAbout400)
+{
+    SnapshotRoot root("sys-basic-1");
+    FakeClock clock;
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
+    ASSERT_GT(monitor.ticksToNanos, 0);
+    monitor.sample();
+    // pid 500 belongs to another user (its io file cannot be read): not listed.
+    EXPECT_EQ(pids(monitor.processes), (std::vector<int32_t>{1, 100, 300, 400, 600}));
+    for (const auto& p : monitor.processes) {
+        EXPECT_EQ(p.cpu, 0);
+        EXPECT_EQ(p.diskRead, 0);
+    }
+    const long page = ::sysconf(_SC_PAGESIZE);
+    EXPECT_EQ(find(monitor, 100)->memory, 25600.0 * double(page));
+
+    root.use("sys-basic-2");
+    clock.time += 2;
+    monitor.sample();
+    EXPECT_EQ(pids(monitor.processes), (std::vector<int32_t>{1, 100, 200, 400, 600}));
+    const ProcessSample* render = find(monitor, 100);
+    ASSERT_TRUE(render);
+    // 800 more ticks of CPU time in 2 s: four cores' worth.
+    EXPECT_NEAR(render->cpu, 800 * monitor.ticksToNanos / 2e9 * 100, 1e-6);
+    if (::sysconf(_SC_CLK_TCK) == 100)
+        EXPECT_NEAR(render->cpu, 400, 1e-6);
+    EXPECT_DOUBLE_EQ(render->diskRead, 1000000);
+    EXPECT_DOUBLE_EQ(render->diskWrite, 2048);
+    EXPECT_DOUBLE_EQ(render->diskTotal(), 1002048);
+    // A process that appeared between the samples shows no activity yet, however large its counters.
+    const ProcessSample* newcomer = find(monitor, 200);
+    ASSERT_TRUE(newcomer);
+    EXPECT_EQ(newcomer->cpu, 0);
+    EXPECT_EQ(newcomer->diskRead, 0);
+    EXPECT_EQ(newcomer->diskWrite, 0);
+    EXPECT_EQ(find(monitor, 1)->cpu, 0);
+
+    // The ended process is gone from the counters and from the name cache.
+    EXPECT_EQ(monitor.previous.count(300), 0u);
+    EXPECT_EQ(monitor.names.count(300), 0u);
+    EXPECT_EQ(monitor.previous.size(), 5u);
+}
+
+TEST(ProcessMonitor, NamesComeFromCommOrTheCommandLineAndAreCached)
+{
+    SnapshotRoot root("sys-basic-1");
+    FakeClock clock;
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
+    monitor.sample();
+    EXPECT_EQ(find(monitor, 1)->name, "systemd");
+    EXPECT_EQ(find(monitor, 100)->name, "render (pool) 1");
+    // comm is cut at 15 characters; the command line has the whole name.
+    EXPECT_EQ(find(monitor, 400)->name, "gnome-control-center");
+    // No name at all.
+    EXPECT_EQ(find(monitor, 600)->name, "pid 600");
+    EXPECT_EQ(monitor.name(424242), "pid 424242");
+
+    // The cache answers even after the files changed; an ended pid is looked up afresh.
+    monitor.names[100] = "cached";
+    EXPECT_EQ(monitor.name(100), "cached");
+}
+
+TEST(ProcessMonitor, ListingFailuresAndVanishingProcessesKeepTheLastList)
+{
+    SnapshotRoot root("sys-basic-1");
+    FakeClock clock;
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
+    monitor.sample();
+    const auto before = pids(monitor.processes);
+
+    root.useScratch(); // no proc/ at all
+    clock.time += 2;
+    monitor.sample();
+    EXPECT_EQ(pids(monitor.processes), before);
+
+    // A pid whose files vanished between the listing and the read, and one with garbage counters.
+    test::writeFile(root.scratch("proc/77/comm"), "ghost\n");
+    test::writeFile(root.scratch("proc/78/io"), "read_bytes: 1\nwrite_bytes: 2\n");
+    test::writeFile(root.scratch("proc/78/stat"), "78 (broken) S 1 2 3");
+    test::writeFile(root.scratch("proc/79/io"), "read_bytes: 10\nwrite_bytes: 20\n");
+    test::writeFile(root.scratch("proc/79/stat"), "79 (ok) R 1 79 79 0 -1 0 0 0 0 0 7 3 0 0 20 0 1 0 1 1 -5\n");
+    test::writeFile(root.scratch("proc/not-a-pid/io"), "");
+    monitor.sample();
+    EXPECT_EQ(pids(monitor.processes), (std::vector<int32_t>{79}));
+    EXPECT_EQ(monitor.processes[0].memory, 0); // a negative resident set reads as 0
+}
+
+TEST(ProcessMonitor, CountersThatGoBackwardsGiveZeroNotHugeRates)
+{
+    SnapshotRoot root("sys-basic-2");
+    FakeClock clock;
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
+    monitor.sample();
+    root.use("sys-basic-1");
+    clock.time += 2;
+    monitor.sample();
+    const ProcessSample* render = find(monitor, 100);
+    ASSERT_TRUE(render);
+    EXPECT_EQ(render->cpu, 0);
+    EXPECT_EQ(render->diskRead, 0);
+    EXPECT_EQ(render->diskWrite, 0);
+
+    // No time passed: no rates at all.
+    root.use("sys-basic-2");
+    monitor.sample();
+    EXPECT_EQ(find(monitor, 100)->cpu, 0);
+}
+
+TEST(ProcessMonitor, TopSortsDescendingAndKeepsListingOrderForTies)
+{
+    SnapshotRoot root("sys-basic-1");
+    FakeClock clock;
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
+    const auto sample = [](int32_t pid, double cpu, double memory, double read, double write) {
+        ProcessSample s;
+        s.pid = pid;
+        s.cpu = cpu;
+        s.memory = memory;
+        s.diskRead = read;
+        s.diskWrite = write;
+        return s;
+    };
+    monitor.processes = {sample(1, 5, 10, 0, 0), sample(2, 50, 30, 0, 9), sample(3, 50, 20, 5, 5),
+                         sample(4, 70, 40, 1, 0), sample(5, 0, 50, 0, 0)};
+    EXPECT_EQ(pids(monitor.top(ProcessSortKey::cpu, 5)), (std::vector<int32_t>{4, 2, 3, 1, 5}));
+    EXPECT_EQ(pids(monitor.top(ProcessSortKey::cpu, 2)), (std::vector<int32_t>{4, 2}));
+    EXPECT_EQ(pids(monitor.top(ProcessSortKey::memory, 3)), (std::vector<int32_t>{5, 4, 2}));
+    EXPECT_EQ(pids(monitor.top(ProcessSortKey::diskTotal, 2)), (std::vector<int32_t>{3, 2}));
+    EXPECT_EQ(pids(monitor.top(ProcessSortKey::diskRead, 100)).size(), 5u);
+    EXPECT_TRUE(monitor.top(ProcessSortKey::cpu, 0).empty());
+    EXPECT_EQ(enumName(ProcessSortKey::diskTotal), "diskTotal");
+    EXPECT_EQ(enumFromName<ProcessSortKey>(u"memory"), ProcessSortKey::memory);
+}
+
+TEST(ProcessActions, LocationAndForceQuitEligibility)
+{
+    EXPECT_EQ(ProcessActions::locationFromExecutable("/Applications/Foo.app/Contents/MacOS/Foo"),
+              QString("/Applications/Foo.app"));
+    EXPECT_EQ(ProcessActions::locationFromExecutable("/usr/bin/htop"), QString("/usr/bin/htop"));
+    EXPECT_FALSE(ProcessActions::locationFromExecutable(""));
+
+    test::ScopedEnv sysroot("PULSEBAR_SYSROOT", test::fixture("monitors/sys-basic-1"));
+    EXPECT_EQ(ProcessActions::location(100), QString("/opt/Render.app"));
+    EXPECT_EQ(ProcessActions::location(400), QString("/usr/bin/gnome-control-center")); // replaced binary
+    EXPECT_FALSE(ProcessActions::location(300)); // no exe link
+    EXPECT_FALSE(ProcessActions::location(987654));
+
+    for (const char* name : {"WindowServer", "launchd", "loginwindow", "kernel_task", "systemd", "init", "Xorg",
+                             "Xwayland", "gnome-shell", "kwin_wayland", "kwin_x11", "plasmashell"})
+        EXPECT_FALSE(ProcessActions::canForceQuit(4242, name)) << name;
+    EXPECT_FALSE(ProcessActions::canForceQuit(int32_t(::getpid()), "test_monitors"));
+    EXPECT_TRUE(ProcessActions::canForceQuit(4242, "firefox"));
+    EXPECT_TRUE(ProcessActions::canForceQuit(4242, "systemd-journald"));
+
+    EXPECT_EQ(ProcessActions::forceQuitMessage("Render"), QString::fromUtf8("Force quit \u201CRender\u201D?"));
+    EXPECT_EQ(ProcessActions::forceQuitInformativeText(), "You will lose any unsaved changes.");
+}
+
+TEST(ProcessActions, ForceTerminateKillsAChildProcess)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+    ASSERT_GT(child, 0);
+    EXPECT_TRUE(ProcessActions::forceTerminate(child));
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
+    EXPECT_FALSE(ProcessActions::forceTerminate(0)); // never the whole process group
+}
