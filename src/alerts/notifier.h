@@ -17,7 +17,6 @@ struct Notification {
 // Main thread only. Tests replace it with a recorder by deriving from it.
 class Notifier {
 public:
-    static inline const QString serviceName = QStringLiteral("org.freedesktop.Notifications");
     // Shown by the settings when isAvailable() is false.
     static inline const QString unavailableText = QStringLiteral("Notifications need a desktop notification service.");
     static inline const QString testButtonTitle = QStringLiteral("Send Test Notification");

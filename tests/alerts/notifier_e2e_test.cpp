@@ -135,7 +135,7 @@ TEST(NotifierEndToEnd, ARuleFiringInTheApplicationPostsExactlyOneNotification)
     ASSERT_TRUE(connection.isConnected());
     FakeNotificationService service;
     ASSERT_TRUE(connection.registerVirtualObject("/org/freedesktop/Notifications", &service));
-    ASSERT_TRUE(connection.registerService(Notifier::serviceName));
+    ASSERT_TRUE(connection.registerService("org.freedesktop.Notifications"));
 
     QTemporaryDir home;
     QProcess app;
