@@ -71,6 +71,8 @@ void AppDelegate::applicationDidFinishLaunching()
 
 void AppDelegate::applicationWillTerminate()
 {
+    if (m_hub->history)
+        m_hub->history->flush();
     // No inhibitor lock outlives the process, and quitting is not announced.
     m_hub->keepAwake().stop(false);
 }

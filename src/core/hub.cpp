@@ -13,6 +13,9 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+#include <cmath>
+
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
@@ -32,12 +35,15 @@ Hub::~Hub() = default;
 
 void Hub::start()
 {
+    history = HistoryStore::openDefault(HistoryStore::Access::writable);
+    m_isRecording = history != nullptr;
     startCommon();
 }
 
 void Hub::startHeadless()
 {
     m_isHeadless = true;
+    history = HistoryStore::openDefault(HistoryStore::Access::readOnly);
     startCommon();
 }
 
@@ -85,7 +91,9 @@ void Hub::tick()
     if (!m_isHeadless)
         rules().evaluate(time);
     m_insights->evaluate(time);
-    // 7. history row (only while recording)
+
+    if (m_isRecording)
+        recordHistory(time);
 
     ++m_tickCount;
     m_inTick = false;
@@ -99,6 +107,42 @@ RuleEngine& Hub::rules()
     if (!m_rules)
         m_rules = std::make_unique<RuleEngine>(*this, now());
     return *m_rules;
+}
+
+void Hub::recordHistory(double time)
+{
+    if (history)
+        history->record(historyValues(), time);
+}
+
+HistoryValues Hub::historyValues() const
+{
+    HistoryValues values;
+    values[HistoryMetric::cpuUser] = cpu.user;
+    values[HistoryMetric::cpuSystem] = cpu.system;
+    if (!gpu.gpus.empty())
+        values[HistoryMetric::gpu] = gpu.utilization();
+    values[HistoryMetric::memoryPressure] = memory.pressure;
+    values[HistoryMetric::memoryUsed] = memory.usedPercent();
+    values[HistoryMetric::diskRead] = disks.readRate;
+    values[HistoryMetric::diskWrite] = disks.writeRate;
+    values[HistoryMetric::download] = network.download;
+    values[HistoryMetric::upload] = network.upload;
+    if (const std::optional<double> temperature = menubarTemperature())
+        values[HistoryMetric::temperature] = *temperature;
+    if (!sensors.fans.empty())
+        values[HistoryMetric::fan] =
+            std::max_element(sensors.fans.begin(), sensors.fans.end(), [](const Fan& a, const Fan& b) {
+                return a.rpm < b.rpm;
+            })->rpm;
+    if (battery.present)
+        values[HistoryMetric::battery] = battery.percent;
+    // Total system power when the machine reports it; otherwise what the battery delivers or takes.
+    if (const std::optional<Sensor> systemPower = sensors.sensor("PSTR"))
+        values[HistoryMetric::power] = systemPower->value;
+    else if (battery.voltage && battery.amperage)
+        values[HistoryMetric::power] = std::abs(*battery.voltage * *battery.amperage);
+    return values;
 }
 
 std::optional<double> Hub::menubarTemperature() const

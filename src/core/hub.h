@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "history/history_store.h"
 #include "core/keep_awake.h"
 #include "monitors/battery_monitor.h"
 #include "monitors/cpu_monitor.h"
@@ -53,6 +54,11 @@ public:
 
     std::function<void()> onTick;
 
+    // The 30-day store: writable in the application role, read-only in the MCP server role, absent
+    // when it could not be opened (the hub then runs without history).
+    std::unique_ptr<HistoryStore> history;
+    // The row the current live state gives: exactly the metrics whose sources have a value.
+    HistoryValues historyValues() const;
     KeepAwake& keepAwake() { return m_keepAwake; }
     const KeepAwake& keepAwake() const { return m_keepAwake; }
 
@@ -88,6 +94,7 @@ Q_SIGNALS:
 
 private:
     void startCommon();
+    void recordHistory(double time);
 
     AppSettings& m_settings;
     KeepAwake m_keepAwake;

@@ -25,7 +25,7 @@ public:
     bool grab(int id, const QString& identifier, const HotKey& key) override;
     void ungrab(int id) override;
 
-    // "CTRL+ALT+k": the trigger format of the shortcuts specification.
+    // "CTRL+ALT+k": the portal's shortcut trigger format.
     static QString trigger(const HotKey& key);
 
 private Q_SLOTS:

@@ -1,4 +1,5 @@
 #include <QApplication>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,9 @@ int main(int argc, char** argv)
     // unless a test serves it itself.
     if (qEnvironmentVariableIsEmpty("PULSEBAR_IPIFY_URL"))
         qputenv("PULSEBAR_IPIFY_URL", "http://127.0.0.1:9/");
+    // A hub started by a test opens its history store under XDG_DATA_HOME: never the user's own.
+    QTemporaryDir dataHome;
+    qputenv("XDG_DATA_HOME", dataHome.path().toLocal8Bit());
     QApplication app(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
