@@ -1,5 +1,6 @@
 #include "app/app_delegate.h"
 
+#include "alerts/notifier.h"
 #include "app/appearance.h"
 #include "core/unix_signals.h"
 #include "menubar/hot_key_center.h"
@@ -112,9 +113,7 @@ void AppDelegate::keepAwakeChanged()
 {
     const bool active = m_hub->keepAwake().isActive;
     if (m_keepAwakeWasActive && !active) {
-        // Single place where keep-awake announces its end; it goes through Notifier once that exists.
-        std::fprintf(stderr, "Pulsebar notification: %s — %s\n", "Keep Awake is off",
-                     "The computer can sleep again.");
+        Notifier::shared().post(QStringLiteral("Keep Awake is off"), QStringLiteral("The computer can sleep again."));
     }
     m_keepAwakeWasActive = active;
     m_statusItems->refresh();

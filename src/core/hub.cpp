@@ -1,5 +1,7 @@
 #include "core/hub.h"
 
+#include "alerts/rule_engine.h"
+#include "insight/insight_engine.h"
 #include "platform/linux/hwmon_sensor_source.h"
 #include "platform/linux/linux_cpu_reader.h"
 #include "platform/linux/linux_disk_reader.h"
@@ -24,7 +26,7 @@ Hub::Hub(AppSettings& settings, QObject* parent)
       gpu(std::make_unique<LinuxGPUReader>(SysFs::fromEnvironment())),
       disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); }),
       sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
-      m_keepAwake(std::make_unique<LogindPowerAssertions>())
+      m_keepAwake(std::make_unique<LogindPowerAssertions>()), m_insights(std::make_unique<InsightEngine>(*this))
 {
     network.now = [this] { return now(); };
 }
@@ -86,6 +88,9 @@ void Hub::tick()
     battery.sample();
     // 5. devices (every 60 s), calendar, weather and sky when an item shows them
     // 6. rules (not headless), insights
+    if (!m_isHeadless)
+        rules().evaluate(time);
+    m_insights->evaluate(time);
 
     if (m_isRecording)
         recordHistory(time);
@@ -95,6 +100,13 @@ void Hub::tick()
     Q_EMIT changed();
     if (onTick)
         onTick();
+}
+
+RuleEngine& Hub::rules()
+{
+    if (!m_rules)
+        m_rules = std::make_unique<RuleEngine>(*this, now());
+    return *m_rules;
 }
 
 void Hub::recordHistory(double time)

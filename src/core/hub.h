@@ -22,6 +22,9 @@
 
 namespace pulsebar {
 
+class InsightEngine;
+class RuleEngine;
+
 // The one owner of every monitor and service. A single repeating timer on the main thread drives
 // tick(), which samples everything in a fixed order and then tells readers the state has changed.
 // A tick is never re-entered: timer callbacks run one after another on the main event loop.
@@ -76,6 +79,12 @@ public:
     SensorMonitor sensors;
     BatteryMonitor battery;
 
+    // The threshold rules and events; created on first use, which starts their 5 s of silence.
+    RuleEngine& rules();
+    // The insight line; current() is what the overview, the menu bar and agents show.
+    InsightEngine& insights() { return *m_insights; }
+    const InsightEngine& insights() const { return *m_insights; }
+
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);
 
@@ -90,6 +99,8 @@ private:
     AppSettings& m_settings;
     KeepAwake m_keepAwake;
     std::unique_ptr<QTimer> m_timer;
+    std::unique_ptr<RuleEngine> m_rules;
+    std::unique_ptr<InsightEngine> m_insights;
     bool m_isRecording = false;
     bool m_isHeadless = false;
     bool m_inTick = false;

@@ -4,6 +4,7 @@
 #include "core/fmt.h"
 #include "core/hub.h"
 #include "history/history_store.h"
+#include "insight/insight_engine.h"
 #include "mcp/mcp_arguments.h"
 #include "mcp/mcp_history.h"
 #include "mcp/mcp_values.h"
@@ -187,6 +188,7 @@ QJsonObject MCPTools::getOverview()
         {"processor", cpu.brand},
         {"cores", cpu.logicalCount},
         {"uptime", Fmt::duration(std::isfinite(cpu.uptime) ? std::max(cpu.uptime, 0.0) : 0)},
+        {"insight", m_hub.insights().current().text},
     };
     if (m_osVersion)
         computer.insert("os", *m_osVersion);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "alerts/notifier.h"
+#include "core/hub.h"
+#include "test_support.h"
+
+#include <vector>
+
+namespace pulsebar::test {
+
+// Keeps every post instead of reaching the desktop.
+class RecordingNotifier : public Notifier {
+public:
+    bool isAvailable() const override { return true; }
+    void post(const QString& title, const QString& body) override { posts.push_back({title, body}); }
+    using Notifier::post;
+
+    std::vector<Notification> posts;
+};
+
+// A hub over a private preferences file, for engines that need one to exist.
+struct HubFixture {
+    IsolatedSettings isolated;
+    Hub hub{isolated.settings};
+};
+
+} // namespace pulsebar::test
