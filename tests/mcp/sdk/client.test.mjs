@@ -121,6 +121,15 @@ await check("get_overview", async () => {
   const overview = await callOk("get_overview", {});
   assert.match(overview.time, /^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d[+-]\d\d:\d\d$/);
   assert.equal(typeof overview.computer.model, "string");
+  for (const key of ["processor", "uptime", "insight"])
+    assert.equal(typeof overview.computer[key], "string", key);
+  assert.ok(overview.computer.cores >= 1);
+  for (const key of ["cpu", "memory", "network"])
+    assert.equal(typeof overview[key], "object", key);
+  assert.equal(overview.cpu.load_average.length, 3);
+  assert.match(overview.memory.total, /^[\d.]+ [KMGT]?B$/);
+  assert.match(overview.network.download_per_second, /^[\d.]+ [KMG]?B\/s$/);
+  assert.ok(Array.isArray(overview.fans_rpm));
 });
 
 await check("get_top_processes with default, valid and invalid arguments", async () => {
