@@ -144,6 +144,57 @@ std::optional<ProcessSortKey> sortKey(const QString& name)
     return std::nullopt;
 }
 
+QJsonObject cpuSummary(const CPUMonitor& cpu)
+{
+    QJsonArray load;
+    for (const double average : cpu.loadAverage)
+        load.append(r(average));
+    return QJsonObject{{"total_percent", r(cpu.user + cpu.system)},
+                       {"user_percent", r(cpu.user)},
+                       {"system_percent", r(cpu.system)},
+                       {"load_average", load}};
+}
+
+QJsonObject memorySummary(const MemoryMonitor& memory)
+{
+    return QJsonObject{{"used_percent", r(memory.usedPercent())},
+                       {"used", McpValue::size(memory.app + memory.wired + memory.compressed, 1024)},
+                       {"total", McpValue::size(memory.total, 1024)},
+                       {"pressure_percent", r(memory.pressure)},
+                       {"pressure", pressureText(memory.pressureLevel)},
+                       {"swap_used", McpValue::size(memory.swapUsed, 1024)}};
+}
+
+QJsonObject startupDiskSummary(const Volume& volume)
+{
+    return QJsonObject{{"used_percent", r(percentOf(volume.total - volume.available, volume.total))},
+                       {"free", McpValue::size(volume.available, 1000)},
+                       {"total", McpValue::size(volume.total, 1000)}};
+}
+
+// Rates, reachability and ping: what the overview shows of the network, and where get_network starts.
+QJsonObject networkSummary(const NetworkMonitor& network)
+{
+    QJsonObject summary{
+        {"download_per_second", McpValue::rate(network.download)},
+        {"upload_per_second", McpValue::rate(network.upload)},
+        {"internet", internetText(network.internetReachable)},
+    };
+    if (network.pingMs)
+        summary.insert("ping_ms", r(*network.pingMs));
+    return summary;
+}
+
+QJsonObject batterySummary(const BatteryMonitor& battery)
+{
+    QJsonObject summary{{"percent", r(battery.percent)}, {"state", battery.stateDescription()}};
+    if (battery.minutesRemaining)
+        summary.insert("time_remaining", McpValue::hoursMinutes(*battery.minutesRemaining));
+    if (const auto health = battery.healthPercent())
+        summary.insert("health_percent", r(*health));
+    return summary;
+}
+
 } // namespace
 
 MCPTools::MCPTools(Hub& hub, std::unique_ptr<MachineReader> machine) : m_hub(hub), m_machine(std::move(machine))
@@ -193,41 +244,17 @@ QJsonObject MCPTools::getOverview()
     if (m_osVersion)
         computer.insert("os", *m_osVersion);
 
-    QJsonArray load;
-    for (const double average : cpu.loadAverage)
-        load.append(r(average));
-    const MemoryMonitor& memory = m_hub.memory;
     QJsonObject overview{
         {"time", McpValue::timestamp(m_hub.now())},
         {"computer", computer},
-        {"cpu", QJsonObject{{"total_percent", r(cpu.user + cpu.system)},
-                            {"user_percent", r(cpu.user)},
-                            {"system_percent", r(cpu.system)},
-                            {"load_average", load}}},
-        {"memory", QJsonObject{{"used_percent", r(memory.usedPercent())},
-                               {"used", McpValue::size(memory.app + memory.wired + memory.compressed, 1024)},
-                               {"total", McpValue::size(memory.total, 1024)},
-                               {"pressure_percent", r(memory.pressure)},
-                               {"pressure", pressureText(memory.pressureLevel)},
-                               {"swap_used", McpValue::size(memory.swapUsed, 1024)}}},
+        {"cpu", cpuSummary(cpu)},
+        {"memory", memorySummary(m_hub.memory)},
+        {"network", networkSummary(m_hub.network)},
     };
     if (!m_hub.gpu.gpus.empty())
         overview.insert("gpu", QJsonObject{{"utilization_percent", r(m_hub.gpu.utilization())}});
     if (const auto startup = m_hub.disks.startupVolume())
-        overview.insert("startup_disk",
-                        QJsonObject{{"used_percent", r(percentOf(startup->total - startup->available, startup->total))},
-                                    {"free", McpValue::size(startup->available, 1000)},
-                                    {"total", McpValue::size(startup->total, 1000)}});
-
-    const NetworkMonitor& network = m_hub.network;
-    QJsonObject networkObject{
-        {"download_per_second", McpValue::rate(network.download)},
-        {"upload_per_second", McpValue::rate(network.upload)},
-        {"internet", internetText(network.internetReachable)},
-    };
-    if (network.pingMs)
-        networkObject.insert("ping_ms", r(*network.pingMs));
-    overview.insert("network", networkObject);
+        overview.insert("startup_disk", startupDiskSummary(*startup));
 
     awaitSensorDiscovery();
     const SensorMonitor& sensors = m_hub.sensors;
@@ -236,20 +263,11 @@ QJsonObject MCPTools::getOverview()
         overview.insert("cpu_temperature_c", r(*temperature));
     if (const auto hottest = temperaturesHottestFirst(sensors); !hottest.empty())
         overview.insert("hottest_sensor", hottest.front().name + QLatin1Char(' ')
-                                              + Fmt::number(r(hottest.front().value).toDouble(), 1)
-                                              + QString::fromUtf8(" °C"));
+                                              + Fmt::number(hottest.front().value, 1) + QString::fromUtf8(" °C"));
     if (const auto systemPower = sensors.sensor(QStringLiteral("PSTR")))
         overview.insert("system_power_watts", r(systemPower->value));
-
-    const BatteryMonitor& battery = m_hub.battery;
-    if (battery.present) {
-        QJsonObject batteryObject{{"percent", r(battery.percent)}, {"state", battery.stateDescription()}};
-        if (battery.minutesRemaining)
-            batteryObject.insert("time_remaining", McpValue::hoursMinutes(*battery.minutesRemaining));
-        if (const auto health = battery.healthPercent())
-            batteryObject.insert("health_percent", r(*health));
-        overview.insert("battery", batteryObject);
-    }
+    if (m_hub.battery.present)
+        overview.insert("battery", batterySummary(m_hub.battery));
     if (const auto thermal = thermalState(m_machine->readThermalZones()))
         overview.insert("thermal", enumName(*thermal));
     return overview;
@@ -532,23 +550,18 @@ QJsonObject MCPTools::getNetwork()
             {"download_per_second", McpValue::rate(interface.download)},
             {"upload_per_second", McpValue::rate(interface.upload)},
         });
-    QJsonObject result{
-        {"download_per_second", McpValue::rate(network.download)},
-        {"upload_per_second", McpValue::rate(network.upload)},
-        {"internet", internetText(network.internetReachable)},
-        {"dns", QJsonArray::fromStringList(network.dns)},
-        {"vpn_interfaces", QJsonArray::fromStringList(network.vpnInterfaces)},
-        {"interfaces", interfaces},
-        {"speed_tests", speedTests(m_hub.settings().preferences().value(QStringLiteral("PulsebarSpeedTests.v1")))},
-    };
+    QJsonObject result = networkSummary(network);
+    result.insert("dns", QJsonArray::fromStringList(network.dns));
+    result.insert("vpn_interfaces", QJsonArray::fromStringList(network.vpnInterfaces));
+    result.insert("interfaces", interfaces);
+    result.insert("speed_tests",
+                  speedTests(m_hub.settings().preferences().value(QStringLiteral("PulsebarSpeedTests.v1"))));
     if (network.primaryInterface)
         result.insert("primary_interface", *network.primaryInterface);
     if (network.publicIP)
         result.insert("public_ip", *network.publicIP);
     if (network.router)
         result.insert("router", *network.router);
-    if (network.pingMs)
-        result.insert("ping_ms", r(*network.pingMs));
     // Associated: the link has a peer, whether or not its name is shown.
     if (network.wifi && (network.wifi->ssid || network.wifi->bssid))
         result.insert("wifi", wifiObject(*network.wifi));
