@@ -43,23 +43,20 @@ class McpTools : public ::testing::Test {
 protected:
     McpTools()
         : sysroot("PULSEBAR_SYSROOT", test::fixture("mcp/sysroot")), timeZone("TZ", "UTC"),
-          dataHome("XDG_DATA_HOME", home.path() + "/data"),
-          preferences(home.path() + "/preferences.json"), settings(preferences)
+          dataHome("XDG_DATA_HOME", isolated.dir.path() + "/data")
     {
         tzset();
-        hub = std::make_unique<Hub>(settings);
+        hub = std::make_unique<Hub>(isolated.settings);
         hub->now = [] { return 1772716051.0; }; // 2026-03-05T13:07:31Z
         tools = std::make_unique<MCPTools>(
             *hub, std::make_unique<LinuxMachineReader>(SysFs(test::fixture("mcp/sysroot").toStdString())));
     }
     ~McpTools() override { tzset(); }
 
-    QTemporaryDir home;
+    test::IsolatedSettings isolated;
     test::ScopedEnv sysroot;
     test::ScopedEnv timeZone;
     test::ScopedEnv dataHome;
-    Preferences preferences;
-    AppSettings settings;
     std::unique_ptr<Hub> hub;
     std::unique_ptr<MCPTools> tools;
 };
@@ -141,7 +138,7 @@ TEST_F(McpTools, NetworkReportsRatesAddressesWifiAndSpeedTests)
     EXPECT_EQ(result["internet"].toString(), "checking");
 
     // Saved speed tests come from the preferences file.
-    preferences.setValue("PulsebarSpeedTests.v1", QJsonDocument::fromJson(R"json([
+    isolated.preferences.setValue("PulsebarSpeedTests.v1", QJsonDocument::fromJson(R"json([
         {"date": 1772716000, "download": 12500000, "upload": 2500000, "responsiveness": 1200}])json").array());
     EXPECT_JSON_EQ(tools->getNetwork()["speed_tests"].toArray().at(0).toObject(), parse(R"json({
         "time": "2026-03-05T13:06:40+00:00", "download": "11.9 MB/s", "upload": "2.4 MB/s",
