@@ -86,8 +86,7 @@ void Hub::tick()
     network.sample();
     sensors.sample();
     battery.sample();
-    // 5. devices (every 60 s), calendar, weather and sky when an item shows them
-    // 6. rules (not headless), insights
+    // Connected devices, calendar events, weather and sky are polled here once those services exist.
     if (!m_isHeadless)
         rules().evaluate(time);
     m_insights->evaluate(time);
