@@ -73,17 +73,11 @@ protected:
     {
         QProcess process;
         QProcessEnvironment env = isolatedEnvironment(home);
-        const QProcessEnvironment extra = extraEnvironment();
-        for (const QString& key : extra.keys())
-            env.insert(key, extra.value(key));
+        env.insert(extraEnvironment());
         process.setProcessEnvironment(env);
         process.start(program, QStringList{"--agents"} + arguments);
-        RunResult result;
-        result.finished = process.waitForFinished(30000);
-        result.exitCode = process.exitCode();
-        result.out = process.readAllStandardOutput();
-        result.err = process.readAllStandardError();
-        return result;
+        const bool finished = process.waitForFinished(30000);
+        return {process.exitCode(), finished, process.readAllStandardOutput(), process.readAllStandardError()};
     }
 
     QString copyOfBinary(const QString& folder) const
@@ -175,16 +169,10 @@ TEST_F(Agents, DetectsClientsByTheirFoldersAndByTheirProgramsOnPath)
     // A Windsurf data folder elsewhere does not count.
     QDir().mkpath(agentPath(".codeium/other"));
 
-    const QMap<QString, QString> table = statusTable(agents({"status"}).out);
-    EXPECT_EQ(table.value("claude-desktop"), "notAdded");
-    EXPECT_EQ(table.value("claude-code"), "manual");
-    EXPECT_EQ(table.value("cursor"), "notInstalled");
-    EXPECT_EQ(table.value("vscode"), "notAdded");
-    EXPECT_EQ(table.value("windsurf"), "notInstalled");
-    EXPECT_EQ(table.value("lm-studio"), "notAdded");
-    EXPECT_EQ(table.value("gemini-cli"), "notInstalled");
-    EXPECT_EQ(table.value("codex"), "notAdded");
-    EXPECT_EQ(table.size(), 8);
+    EXPECT_EQ(statusTable(agents({"status"}).out),
+              (QMap<QString, QString>{{"claude-desktop", "notAdded"}, {"claude-code", "manual"},
+                                      {"cursor", "notInstalled"}, {"vscode", "notAdded"}, {"windsurf", "notInstalled"},
+                                      {"lm-studio", "notAdded"}, {"gemini-cli", "notInstalled"}, {"codex", "notAdded"}}));
 }
 
 TEST_F(Agents, AddKeepsOtherServersAndKeysAndLeavesOneEntry)

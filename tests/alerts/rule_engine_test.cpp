@@ -181,10 +181,7 @@ TEST(RuleEngine, ValuesAndFormats)
     s.memoryPressure = 42;
     EXPECT_EQ(RuleEngine::value(RuleMetric::memoryPressure, s), 42.0);
 
-    for (RuleMetric metric : allCases<RuleMetric>()) {
-        EXPECT_FALSE(RuleEngine::title(metric).isEmpty()) << enumName(metric).toStdString();
-        EXPECT_FALSE(RuleEngine::unit(metric).isEmpty());
-    }
-    EXPECT_EQ(RuleEngine::unit(RuleMetric::temperature), "°C");
-    EXPECT_EQ(RuleEngine::unit(RuleMetric::upload), "KB/s");
+    for (RuleMetric metric : allCases<RuleMetric>())
+        EXPECT_FALSE(RuleEngine::title(metric).isEmpty() || RuleEngine::unit(metric).isEmpty())
+            << enumName(metric).toStdString();
 }

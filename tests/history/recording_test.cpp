@@ -51,18 +51,6 @@ TEST_F(Recording, TheApplicationRoleRecordsOneRowPerTickAtTheHubsTime)
               (std::vector<std::optional<double>>{1'700'000'000.0, 1'700'000'001.0}));
 }
 
-TEST_F(Recording, AStoreThatCannotOpenLeavesTheHubTickingWithoutHistory)
-{
-    writeFile(historyPath, "not a database");
-    Hub hub(settings);
-    hub.start();
-    EXPECT_FALSE(hub.history);
-    EXPECT_FALSE(hub.isRecording());
-    hub.tick();
-    EXPECT_EQ(hub.tickCount(), 2);
-    EXPECT_EQ(readFile(historyPath), "not a database");
-}
-
 TEST_F(Recording, TheHeadlessRoleOpensReadOnlyAndNeverWrites)
 {
     {

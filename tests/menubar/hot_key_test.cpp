@@ -15,28 +15,20 @@ TEST(HotKeyRecorder, NeedsCtrlAltOrSuperUnlessItIsAFunctionKey)
     EXPECT_FALSE(record(Qt::Key_A, Qt::ShiftModifier)); // Shift alone never suffices
     EXPECT_FALSE(record(Qt::Key_A, Qt::NoModifier));
     EXPECT_FALSE(record(Qt::Key_F16, Qt::NoModifier)); // the table has F1 to F15
+    EXPECT_FALSE(record(Qt::Key_Control, Qt::ControlModifier, 0xffe3)); // a modifier on its own
 
-    const std::optional<HotKey> f5 = record(Qt::Key_F5, Qt::NoModifier);
-    ASSERT_TRUE(f5);
-    EXPECT_EQ(f5->keyCode, 0xffc2u); // XK_F5
-    EXPECT_EQ(f5->modifiers, 0u);
-    EXPECT_EQ(f5->label, "F5");
-
-    const std::optional<HotKey> all = record(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
-    ASSERT_TRUE(all);
-    EXPECT_EQ(all->keyCode, uint32_t('k'));
-    EXPECT_EQ(all->modifiers, controlKey | altKey | superKey);
-    EXPECT_EQ(all->modifiers, 0x1900u);
-    EXPECT_EQ(all->label, "Ctrl+Alt+Super+K");
-
-    const std::optional<HotKey> shifted = record(Qt::Key_PageUp, Qt::ShiftModifier | Qt::ControlModifier);
-    ASSERT_TRUE(shifted);
-    EXPECT_EQ(shifted->keyCode, 0xff55u);
-    EXPECT_EQ(shifted->modifiers, controlKey | shiftKey);
-    EXPECT_EQ(shifted->label, "Ctrl+Shift+PgUp");
-
-    // Pressing a modifier on its own is not yet a shortcut.
-    EXPECT_FALSE(record(Qt::Key_Control, Qt::ControlModifier, 0xffe3));
+    const struct {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        HotKey expected;
+    } cases[] = {
+        {Qt::Key_F5, Qt::NoModifier, {0xffc2, 0, "F5"}},
+        {Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier, {'k', 0x1900, "Ctrl+Alt+Super+K"}},
+        {Qt::Key_PageUp, Qt::ShiftModifier | Qt::ControlModifier, {0xff55, controlKey | shiftKey, "Ctrl+Shift+PgUp"}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(record(c.key, c.modifiers), c.expected) << c.expected.label.toStdString();
+    }
 
     // From a real key event, with the keysym the keyboard reported for an unnamed key.
     const QKeyEvent event(QEvent::KeyPress, Qt::Key_Eacute, Qt::AltModifier, 0, 0xe9, 0, QStringLiteral("é"));
@@ -45,20 +37,15 @@ TEST(HotKeyRecorder, NeedsCtrlAltOrSuperUnlessItIsAFunctionKey)
     EXPECT_EQ(accented->keyCode, 0xe9u);
 }
 
-TEST(HotKeyAction, ThirteenActionsWithStableIdentifiers)
+TEST(HotKeyAction, IdentifiersRoundTripAndUnknownOnesAreRefused)
 {
     const std::vector<HotKeyAction> all = HotKeyAction::allCases();
     ASSERT_EQ(all.size(), 13u);
-    EXPECT_EQ(all.front().identifier(), "dropdown.combined");
     EXPECT_EQ(all[1].identifier(), "dropdown.cpu");
-    EXPECT_EQ(all[10].identifier(), "dropdown.time");
-    EXPECT_EQ(all[11].identifier(), "keepAwake");
-    EXPECT_EQ(all[12].identifier(), "settings");
     for (const HotKeyAction& action : all)
         EXPECT_EQ(HotKeyAction::fromIdentifier(action.identifier()), action);
-    EXPECT_FALSE(HotKeyAction::fromIdentifier("dropdown.nothing"));
-    EXPECT_FALSE(HotKeyAction::fromIdentifier("dropdown."));
-    EXPECT_FALSE(HotKeyAction::fromIdentifier("Settings"));
+    for (const char* unknown : {"dropdown.nothing", "dropdown.", "Settings"})
+        EXPECT_FALSE(HotKeyAction::fromIdentifier(unknown)) << unknown;
 }
 
 namespace {

@@ -112,15 +112,12 @@ TEST(LinuxNetworkReader, DisplayNamesHardwareAddressesAndBridges)
 TEST(LinuxNetworkReader, WiFiCombinesNl80211FactsWithProcLevels)
 {
     // Without nl80211 facts the levels come from proc/net/wireless and the link facts stay empty.
-    const auto bare = laptopReader()->readWiFi();
-    ASSERT_TRUE(bare);
-    EXPECT_EQ(bare->interfaceName, "wlp2s0");
-    EXPECT_TRUE(bare->powerOn);
-    EXPECT_EQ(bare->rssi, -54);
-    EXPECT_EQ(bare->noise, -92);
-    EXPECT_FALSE(bare->ssid);
-    EXPECT_EQ(bare->phyMode, 0);
-    EXPECT_FALSE(bare->security);
+    WiFiReading expected;
+    expected.interfaceName = "wlp2s0";
+    expected.powerOn = true;
+    expected.rssi = -54;
+    expected.noise = -92;
+    EXPECT_EQ(laptopReader()->readWiFi(), expected);
 
     WirelessLink link;
     link.associated = true;
@@ -138,19 +135,18 @@ TEST(LinuxNetworkReader, WiFiCombinesNl80211FactsWithProcLevels)
                              askedFor = name;
                              return std::optional(link);
                          })->readWiFi();
-    ASSERT_TRUE(reading);
     EXPECT_EQ(askedFor, "wlp2s0");
-    EXPECT_EQ(reading->rssi, -48);  // nl80211's figure wins
-    EXPECT_EQ(reading->noise, -92); // none from nl80211: proc/net/wireless fills in
-    EXPECT_EQ(reading->channel, 100);
-    EXPECT_EQ(reading->band, 2);
-    EXPECT_EQ(reading->width, 3);
-    EXPECT_EQ(reading->phyMode, 5);
-    EXPECT_DOUBLE_EQ(reading->transmitRate, 866.7);
-    EXPECT_EQ(reading->security, WiFiSecurityCode::wpa2Personal);
-    EXPECT_EQ(reading->ssid, "Home");
-    EXPECT_EQ(reading->bssid, "aa:bb:cc:dd:ee:ff");
-    EXPECT_EQ(reading->countryCode, "DE");
+    expected.rssi = -48; // nl80211's figure wins; the noise, which it lacks, stays from proc/net/wireless
+    expected.channel = 100;
+    expected.band = 2;
+    expected.width = 3;
+    expected.phyMode = 5;
+    expected.transmitRate = 866.7;
+    expected.security = WiFiSecurityCode::wpa2Personal;
+    expected.ssid = "Home";
+    expected.bssid = "aa:bb:cc:dd:ee:ff";
+    expected.countryCode = "DE";
+    EXPECT_EQ(reading, expected);
 }
 
 TEST(LinuxNetworkReader, WiFiDownOrMissing)
@@ -167,15 +163,13 @@ TEST(LinuxNetworkReader, WiFiDownOrMissing)
 
 TEST(WirelessFacts, ChannelsBandsWidthsAndPhyModes)
 {
-    EXPECT_EQ(WirelessFacts::channel(2412), 1);
-    EXPECT_EQ(WirelessFacts::channel(2484), 14);
-    EXPECT_EQ(WirelessFacts::channel(5180), 36);
-    EXPECT_EQ(WirelessFacts::channel(5955), 1);
-    EXPECT_EQ(WirelessFacts::channel(60480), std::nullopt);
-    EXPECT_EQ(WirelessFacts::bandCode(2437), 1);
-    EXPECT_EQ(WirelessFacts::bandCode(5745), 2);
-    EXPECT_EQ(WirelessFacts::bandCode(6115), 3);
-    EXPECT_EQ(WirelessFacts::bandCode(60480), 0);
+    // Frequency → channel and band: 2.4 GHz (with channel 14's odd spacing), 5 GHz, 6 GHz, 60 GHz.
+    const std::tuple<int, std::optional<int>, int> frequencies[] = {
+        {2412, 1, 1}, {2484, 14, 1}, {5180, 36, 2}, {5955, 1, 3}, {60480, std::nullopt, 0}};
+    for (const auto& [mhz, channel, band] : frequencies) {
+        EXPECT_EQ(WirelessFacts::channel(mhz), channel) << mhz;
+        EXPECT_EQ(WirelessFacts::bandCode(mhz), band) << mhz;
+    }
     EXPECT_EQ(WirelessFacts::widthCode(NL80211_CHAN_WIDTH_20_NOHT), 1);
     EXPECT_EQ(WirelessFacts::widthCode(NL80211_CHAN_WIDTH_160), 4);
     EXPECT_EQ(WirelessFacts::widthCode(NL80211_CHAN_WIDTH_320), 0);

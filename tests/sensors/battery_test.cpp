@@ -49,39 +49,35 @@ TEST(Battery, ChargingWithTheTimeToFullAndHealthFigures)
     EXPECT_TRUE(b.cellVoltages.empty());
 }
 
-TEST(Battery, DischargingWithTimeLeftAndASignedCurrent)
+// Each power state: its text, the charge and the time left (3000 mAh at 1.5 A when discharging).
+TEST(Battery, StatesOnBatteryAndOnAC)
 {
+    const struct {
+        const char* tree;
+        const char* state;
+        double percent;
+        std::optional<int> minutes;
+    } cases[] = {
+        {"laptop-discharging", "On battery", 77, 120},
+        {"laptop-full", "Charged", 100, std::nullopt},
+        {"laptop-not-charging-994", "Not charging", 99.4, std::nullopt},
+        {"laptop-not-charging-996", "Charged", 99.6, std::nullopt},
+    };
+    for (const auto& c : cases) {
+        BatteryMonitor b = laptop(c.tree);
+        b.sample();
+        EXPECT_EQ(b.stateDescription(), c.state) << c.tree;
+        EXPECT_DOUBLE_EQ(b.percent, c.percent) << c.tree;
+        EXPECT_EQ(b.minutesRemaining, c.minutes) << c.tree;
+    }
+
     BatteryMonitor b = laptop("laptop-discharging");
     b.sample();
-    EXPECT_EQ(b.stateDescription(), "On battery");
     EXPECT_FALSE(b.onAC);
-    EXPECT_EQ(b.percent, 77);
-    EXPECT_EQ(b.minutesRemaining, 120); // 3000 mAh at 1.5 A
-    EXPECT_EQ(b.amperage, -1.5);        // reported unsigned, discharging
+    EXPECT_EQ(b.amperage, -1.5); // reported unsigned, discharging
     EXPECT_NEAR(*b.powerDraw(), -18.9, 1e-9);
     EXPECT_EQ(b.condition, "Good");
     EXPECT_EQ(b.adapterWatts, std::nullopt);
-    EXPECT_EQ(b.adapterName, std::nullopt);
-}
-
-TEST(Battery, ChargedAndNotChargingOnAC)
-{
-    BatteryMonitor full = laptop("laptop-full");
-    full.sample();
-    EXPECT_TRUE(full.isCharged);
-    EXPECT_EQ(full.stateDescription(), "Charged");
-    EXPECT_EQ(full.minutesRemaining, std::nullopt);
-
-    BatteryMonitor at994 = laptop("laptop-not-charging-994");
-    at994.sample();
-    EXPECT_DOUBLE_EQ(at994.percent, 99.4);
-    EXPECT_EQ(at994.stateDescription(), "Not charging");
-    EXPECT_EQ(at994.minutesRemaining, std::nullopt);
-
-    BatteryMonitor at996 = laptop("laptop-not-charging-996");
-    at996.sample();
-    EXPECT_DOUBLE_EQ(at996.percent, 99.6);
-    EXPECT_EQ(at996.stateDescription(), "Charged");
 }
 
 TEST(Battery, EnergyUnitsSingleFilesAndAccessories)
@@ -124,12 +120,10 @@ TEST(Battery, BadReadingsFallBackWithoutCrashing)
     EXPECT_TRUE(b.present);
     EXPECT_EQ(b.percent, 42);
     EXPECT_FALSE(b.onAC); // no adapter entry: the state says it
-    EXPECT_EQ(b.designCapacity, std::nullopt);
-    EXPECT_EQ(b.maxCapacity, std::nullopt);
-    EXPECT_EQ(b.currentCapacity, std::nullopt); // energy without the design voltage
-    EXPECT_EQ(b.voltage, std::nullopt);
-    EXPECT_EQ(b.amperage, std::nullopt);
-    EXPECT_EQ(b.temperature, std::nullopt);
+    for (const auto& absent : {b.designCapacity, b.maxCapacity, b.currentCapacity}) // energy without the design voltage
+        EXPECT_EQ(absent, std::nullopt);
+    for (const auto& absent : {b.voltage, b.amperage, b.temperature})
+        EXPECT_EQ(absent, std::nullopt);
     EXPECT_EQ(b.condition, std::nullopt);
     EXPECT_EQ(b.minutesRemaining, std::nullopt);
     EXPECT_EQ(b.healthLabel(), "Battery health isn't available for this device.");
