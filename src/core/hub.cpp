@@ -129,11 +129,8 @@ HistoryValues Hub::historyValues() const
     values[HistoryMetric::upload] = network.upload;
     if (const std::optional<double> temperature = menubarTemperature())
         values[HistoryMetric::temperature] = *temperature;
-    if (!sensors.fans.empty())
-        values[HistoryMetric::fan] =
-            std::max_element(sensors.fans.begin(), sensors.fans.end(), [](const Fan& a, const Fan& b) {
-                return a.rpm < b.rpm;
-            })->rpm;
+    if (const auto fastest = sensors.fastestFanRpm())
+        values[HistoryMetric::fan] = *fastest;
     if (battery.present)
         values[HistoryMetric::battery] = battery.percent;
     // Total system power when the machine reports it; otherwise what the battery delivers or takes.

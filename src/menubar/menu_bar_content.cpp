@@ -287,8 +287,7 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     r.download = hub.network.download;
     r.uploadHistory = values(hub.network.uploadHistory);
     r.downloadHistory = values(hub.network.downloadHistory);
-    for (const Fan& fan : hub.sensors.fans)
-        r.fanRpm = std::max(r.fanRpm.value_or(fan.rpm), fan.rpm);
+    r.fanRpm = hub.sensors.fastestFanRpm();
     r.hasBattery = hub.battery.present;
     r.batteryPercent = hub.battery.percent;
     r.batteryCharging = hub.battery.isCharging;

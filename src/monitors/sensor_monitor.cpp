@@ -148,11 +148,15 @@ void SensorMonitor::sample()
             current.push_back(*old);
     }
     fans = std::move(current);
-    if (!fans.empty()) {
-        const auto fastest = std::max_element(fans.begin(), fans.end(),
-                                              [](const Fan& a, const Fan& b) { return a.rpm < b.rpm; });
-        fanHistory.add(fastest->rpm);
-    }
+    if (const auto fastest = fastestFanRpm())
+        fanHistory.add(*fastest);
+}
+
+std::optional<double> SensorMonitor::fastestFanRpm() const
+{
+    if (fans.empty())
+        return std::nullopt;
+    return std::max_element(fans.begin(), fans.end(), [](const Fan& a, const Fan& b) { return a.rpm < b.rpm; })->rpm;
 }
 
 std::vector<Sensor> SensorMonitor::temperatures(SensorGroup group) const

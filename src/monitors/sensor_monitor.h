@@ -86,6 +86,9 @@ public:
     ~SensorMonitor() override;
 
     std::vector<Sensor> sensors;
+    // The speed of the fastest fan, absent on a machine without fans.
+    std::optional<double> fastestFanRpm() const;
+
     std::vector<Fan> fans;
     History fanHistory;
     bool isReady = false;
