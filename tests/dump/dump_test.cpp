@@ -56,8 +56,13 @@ TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
     EXPECT_EQ(QFileInfo(folder).absolutePath(), QFileInfo(home.path()).canonicalFilePath());
     EXPECT_TRUE(QFileInfo::exists(folder + "/index.html"));
 
+    // A folder that cannot be made (a file is in the way), and one that exists but cannot be written,
+    // even by root.
     writeFile(home.path() + "/plain-file", "x");
-    r = runPulsebar({"--dump", home.path() + "/plain-file/inside"}, home.path());
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_TRUE(r.err.contains("Cannot create the folder"));
+    for (const QString& unwritable : {home.path() + "/plain-file/inside", QStringLiteral("/proc")}) {
+        r = runPulsebar({"--dump", unwritable}, home.path());
+        EXPECT_EQ(r.exitCode, 1) << unwritable.toStdString();
+        EXPECT_TRUE(r.err.startsWith("pulsebar --dump: Cannot ")) << r.err.constData();
+        EXPECT_TRUE(r.err.contains(unwritable.toUtf8())) << r.err.constData();
+    }
 }
