@@ -4,7 +4,7 @@
 #include "agents/json_servers.h"
 #include "agents/toml_servers.h"
 #include "core/paths.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -51,7 +51,7 @@ QString AgentClient::Status::text() const
 QString AgentClient::executable()
 {
     // The running process itself, never the sysroot a test may have pointed the monitors at.
-    const std::optional<std::string> link = SysFs("/").readLink("proc/self/exe");
+    const std::optional<std::string> link = RootedFileReader("/").readLink("proc/self/exe");
     if (!link)
         return {};
     QString path = QFile::decodeName(QByteArray::fromStdString(*link));

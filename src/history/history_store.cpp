@@ -1,11 +1,11 @@
 #include "history/history_store.h"
 
+#include "core/clock.h"
 #include "core/paths.h"
 #include "core/private_files.h"
 #include "core/serial_queue.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QMetaObject>
@@ -190,11 +190,6 @@ bool prepareForWriting(sqlite3* db)
     for (const Tier& tier : tiers)
         ok = createAndMigrate(db, tier) && ok;
     return ok && exec(db, "PRAGMA application_id = " + std::to_string(HistoryStore::applicationId)) == SQLITE_OK;
-}
-
-double systemNow()
-{
-    return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
 }
 
 // A receiver watched from the calling thread: the completion is dropped once it has been destroyed.
