@@ -35,13 +35,15 @@ TEST_F(Entry, DumpWinsOverEveryOtherModeAndTakesTheNextArgumentAsItsFolder)
     // A request on standard input: had the server run, it would have answered it.
     const QByteArray request = R"({"jsonrpc":"2.0","id":1,"method":"ping"})" "\n";
     const QString out = home.path() + "/dump-out";
-    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), request);
+    // Rendering every sample state takes a while on a busy machine.
+    constexpr int dumpTimeoutMs = 180000;
+    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), request, {}, dumpTimeoutMs);
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     EXPECT_FALSE(r.out.contains("jsonrpc"));
     EXPECT_TRUE(QFileInfo::exists(out + "/index.html"));
 
     // Without a folder after it, --dump makes a new one in the working folder; --agents never runs.
-    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), request);
+    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), request, {}, dumpTimeoutMs);
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     EXPECT_FALSE(r.out.contains("claude-desktop"));
     const QString made = QString::fromUtf8(r.out.trimmed());

@@ -49,7 +49,8 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
-    RunResult r = runPulsebar({"--dump"}, home.path()); // the working folder is the home
+    // The working folder is the home; rendering every sample state takes a while on a busy machine.
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 180000);
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));
