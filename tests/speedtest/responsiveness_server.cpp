@@ -1,10 +1,12 @@
 #include "responsiveness_server.h"
 
+#include "../support/test_support.h"
+
 namespace pulsebar::test {
 
 ResponsivenessServer::ResponsivenessServer(Options options) : m_options(std::move(options))
 {
-    QStringList arguments{QStringLiteral(PULSEBAR_SOURCE_DIR "/tests/speedtest/responsiveness_server.mjs"),
+    QStringList arguments{fixture("speedtest/responsiveness_server.mjs"),
                           "--rate", QString::number(m_options.bytesPerSecond), "--delay",
                           QString::number(m_options.delayMs), "--mode", m_options.mode};
     if (m_options.tls) {

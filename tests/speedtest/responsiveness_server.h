@@ -7,7 +7,7 @@
 
 namespace pulsebar::test {
 
-// tests/speedtest/responsiveness_server.mjs on a free loopback port: HTTP/2 over TLS with a certificate
+// tests/fixtures/speedtest/responsiveness_server.mjs on a free loopback port: HTTP/2 over TLS with a certificate
 // made for this server alone, or plain HTTP/1.1. It stops with the object.
 class ResponsivenessServer {
 public:
