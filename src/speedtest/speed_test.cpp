@@ -95,7 +95,7 @@ void SpeedTest::start()
     connect(process, &QProcess::finished, this, [this, process](int status, QProcess::ExitStatus reason) {
         finish(process->readAllStandardOutput(), status, reason);
     });
-    connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError error) {
+    connect(process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error != QProcess::FailedToStart)
             return;
         m_process.release()->deleteLater();

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QSignalSpy>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
