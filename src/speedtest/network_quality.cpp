@@ -24,48 +24,24 @@ using namespace NetworkQualityMethod;
 namespace {
 
 // Leaves room after the last measured interval to close the connections and print the report.
-constexpr qint64 closingMarginMs = 250;
+constexpr qint64 closingMarginMs = 750;
 constexpr int idleLatencySamples = 5;
 
 const QByteArray userAgent = QByteArrayLiteral("pulsebar/" PULSEBAR_VERSION " networkQuality");
 
-// An endless-looking request body of incompressible bytes, produced as it is read.
-class UploadSource : public QIODevice {
-public:
-    explicit UploadSource(QObject* parent) : QIODevice(parent)
-    {
-        static const QByteArray block = [] {
-            QByteArray bytes(64 * 1024, Qt::Uninitialized);
-            std::mt19937 generator(20240229);
-            for (char& byte : bytes)
-                byte = char(generator());
-            return bytes;
-        }();
-        m_block = block;
-        open(QIODevice::ReadOnly);
-    }
-    bool isSequential() const override { return false; }
-    qint64 size() const override { return length; }
-
-    static constexpr qint64 length = qint64(8) << 30; // 8 GiB: more than any run can send
-
-protected:
-    qint64 readData(char* data, qint64 maxSize) override
-    {
-        const qint64 count = std::min(maxSize, length - pos());
-        for (qint64 done = 0; done < count;) {
-            const qint64 offset = (pos() + done) % m_block.size();
-            const qint64 piece = std::min(count - done, qint64(m_block.size()) - offset);
-            std::memcpy(data + done, m_block.constData() + offset, size_t(piece));
-            done += piece;
-        }
-        return count;
-    }
-    qint64 writeData(const char*, qint64) override { return -1; }
-
-private:
-    QByteArray m_block;
-};
+// The body every upload flow sends, shared: incompressible bytes. A byte array, unlike a device, is
+// handed to the network thread whole, so uploading never waits on the main thread for more data.
+const QByteArray& uploadBody()
+{
+    static const QByteArray body = [] {
+        QByteArray block(64 * 1024, Qt::Uninitialized);
+        std::mt19937 generator(20240229);
+        for (char& byte : block)
+            byte = char(generator());
+        return block.repeated(512); // 32 MiB; a flow that sends it all starts another
+    }();
+    return body;
+}
 
 // A probe on a connection of its own. The handshake times are only visible on a socket we hold, so the
 // probe opens one and speaks just enough HTTP/1.1 over it to fetch the small object once.
@@ -244,7 +220,9 @@ NetworkQuality::~NetworkQuality() = default;
 
 void NetworkQuality::start()
 {
-    m_clock.start();
+    m_clock = m_options.since;
+    if (!m_clock.isValid())
+        m_clock.start();
     m_report.startDate = QDateTime::currentDateTime();
     m_deadline.start(std::max<qint64>(1, m_options.maxSeconds * 1000 - closingMarginMs));
     m_control = std::make_unique<QNetworkAccessManager>();
@@ -360,10 +338,7 @@ void NetworkQuality::startLoad(Flow& flow)
     } else {
         QNetworkRequest upload = request(m_server.upload);
         upload.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/octet-stream"));
-        upload.setHeader(QNetworkRequest::ContentLengthHeader, UploadSource::length);
-        auto* body = new UploadSource(flow.manager.get());
-        reply = flow.manager->post(upload, body);
-        body->setParent(reply);
+        reply = flow.manager->post(upload, uploadBody());
         connect(reply, &QNetworkReply::uploadProgress, reply,
                 [&flow](qint64 sent, qint64) { flow.currentBytes = std::max(flow.currentBytes, sent); });
     }
@@ -535,6 +510,9 @@ ModeArguments modeArguments(int argc, char** argv)
 
 int NetworkQuality::run(int argc, char** argv)
 {
+    // -M bounds the whole run, the start of the process included.
+    QElapsedTimer since;
+    since.start();
     QCoreApplication app(argc, argv);
     const ModeArguments arguments = modeArguments(argc, argv);
     auto report = [&](const QString& error) {
@@ -550,6 +528,7 @@ int NetworkQuality::run(int argc, char** argv)
     Options options;
     options.configUrl = QUrl(Paths::env("PULSEBAR_SPEEDTEST_URL", defaultConfigUrl));
     options.maxSeconds = arguments.maxSeconds;
+    options.since = since;
     options.tls = QSslConfiguration::defaultConfiguration();
     if (const QString extra = Paths::env("PULSEBAR_SPEEDTEST_CA"); !extra.isEmpty()) {
         const QList<QSslCertificate> certificates = QSslCertificate::fromPath(extra);

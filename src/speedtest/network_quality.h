@@ -27,6 +27,7 @@ public:
         QUrl configUrl;
         int maxSeconds = 20;
         QSslConfiguration tls;
+        QElapsedTimer since; // when the budget began, if before start()
     };
 
     explicit NetworkQuality(Options options, QObject* parent = nullptr);

@@ -164,7 +164,7 @@ TEST_F(SpeedTestRun, RunsOurOwnMeasurement)
     ASSERT_TRUE(server.running());
     ScopedEnv ca("PULSEBAR_SPEEDTEST_CA", server.certificate());
     ScopedEnv url("PULSEBAR_SPEEDTEST_URL", server.configUrl().toString());
-    SpeedTest test(preferences, {binaryPath(), {"--network-quality", "-c", "-M", "6"}});
+    SpeedTest test(preferences, {binaryPath(), {"--network-quality", "-c", "-M", "8"}});
     runToEnd(test);
     ASSERT_EQ(test.state().kind, Kind::idle) << qPrintable(test.state().message);
     ASSERT_EQ(test.results().size(), 1u);
