@@ -43,10 +43,12 @@ set(CPACK_PACKAGE_VENDOR "The Pulsebar developers")
 set(CPACK_PACKAGE_CONTACT "The Pulsebar developers <developers@pulsebar.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "system monitor for the system tray, MCP server for AI agents")
 set(CPACK_PACKAGE_DESCRIPTION
-    "Pulsebar shows CPU, GPU, memory, disk, network, temperature and battery figures as live items in
-the system tray of a Linux desktop, each opening a panel with details and 30 days of graphs. It keeps
-that history in SQLite, sums the state of the machine up in one plain-English insight line, notifies
-on threshold rules and system events, and runs headless as an MCP server for AI agents.")
+    "Pulsebar shows CPU, GPU, memory, disk, network, temperature and battery
+figures as live items in the system tray of a Linux desktop, each opening a
+panel with details and 30 days of graphs. It keeps that history in SQLite,
+sums the state of the machine up in one plain-English insight line, notifies
+on threshold rules and system events, and runs headless as an MCP server for
+AI agents.")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_RESOURCE_FILE_LICENSE ${CMAKE_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)
