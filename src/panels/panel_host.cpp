@@ -14,6 +14,7 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QScreen>
 #include <QVBoxLayout>
 
@@ -33,7 +34,8 @@ bool placesItself()
 
 class PanelWindow : public QWidget {
 public:
-    std::function<void()> onHide;
+    // Called when a click elsewhere (or, on Wayland, the loss of focus) has closed the panel.
+    std::function<void()> onClosedFromOutside;
 
     PanelWindow()
         : QWidget(nullptr, placesItself() ? Qt::Popup | Qt::FramelessWindowHint
@@ -52,17 +54,22 @@ protected:
         }
         QWidget::keyPressEvent(event);
     }
-    void hideEvent(QHideEvent* event) override
+    void mousePressEvent(QMouseEvent* event) override
     {
-        if (onHide)
-            onHide();
-        QWidget::hideEvent(event);
+        // A popup sees the press that closes it, wherever it lands.
+        const bool outside = !rect().contains(event->position().toPoint());
+        QWidget::mousePressEvent(event);
+        if (outside && !isVisible() && onClosedFromOutside)
+            onClosedFromOutside();
     }
     bool event(QEvent* event) override
     {
         if (event->type() == QEvent::WindowDeactivate && !placesItself() && !QApplication::activeModalWidget() &&
-            !QApplication::activePopupWidget())
+            !QApplication::activePopupWidget()) {
             hide();
+            if (onClosedFromOutside)
+                onClosedFromOutside();
+        }
         return QWidget::event(event);
     }
 };
@@ -148,7 +155,7 @@ void PanelHost::ensureWindow()
     if (m_window)
         return;
     auto window = std::make_unique<PanelWindow>();
-    window->onHide = [this] {
+    window->onClosedFromOutside = [this] {
         m_lastClosed = m_view->kind();
         m_sinceClosed.start();
     };

@@ -71,7 +71,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
-    RunResult r = runPulsebar({"--dump"}, home.path()); // the working folder is the home
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 180000); // the working folder is the home
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));
