@@ -2,7 +2,7 @@
 
 #include "app/appearance.h"
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "core/preferences.h"
 #include "panels/panel_content.h"
 #include "panels/panel_view.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/config.h"
+#include "monitors/memory_monitor.h"
 #include "menubar/menu_bar_part.h"
 
 #include <QString>
@@ -27,7 +28,7 @@ struct MenuBarReadings {
     std::vector<double> gpuHistory;
 
     double memoryPressure = 0; // percent
-    int memoryPressureLevel = 1; // 1 normal, 2 warning, 4 critical
+    MemoryPressureLevel memoryPressureLevel = MemoryPressureLevel::normal;
     double memoryUsed = 0; // percent
 
     std::optional<double> startupDiskUsed; // percent; absent without a startup volume
@@ -78,6 +79,9 @@ MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& readings, const Co
 // so an item never vanishes because its module lacks one kind of part. The battery glyph is both the
 // battery's icon and its graphic.
 MenuBarParts select(const MenuBarParts& parts, DisplayStyle style);
+
+// Green, yellow, red: the colour of the memory-pressure gauge in the tray and the panels.
+PartColor pressureColor(MemoryPressureLevel level);
 
 // "CPU", "Memory", …: how the module is named to the user.
 QString title(ModuleKind kind);

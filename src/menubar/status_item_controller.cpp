@@ -1,6 +1,6 @@
 #include "menubar/status_item_controller.h"
 
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "menubar/menu_bar_renderer.h"
 #include "panels/panel_host.h"
 

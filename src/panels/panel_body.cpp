@@ -1,6 +1,6 @@
 #include "panels/panel_body.h"
 
-#include "core/history.h"
+#include "history/history.h"
 #include "menubar/symbols.h"
 #include "panels/panel_style.h"
 

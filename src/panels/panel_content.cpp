@@ -1,6 +1,7 @@
 #include "panels/panel_content.h"
 
 #include "core/fmt.h"
+#include "menubar/menu_bar_content.h"
 #include "monitors/process_actions.h"
 
 #include <QJsonArray>
@@ -206,7 +207,7 @@ std::optional<Row> memoryTile(const PanelSnapshot& s, const Config&)
                    QStringLiteral("Pressure ") + Fmt::percent(m.pressure) + separator +
                        pressureLevelName(m.pressureLevel),
                    ModuleKind::memory);
-    row.series = {{QStringLiteral("Pressure"), m.pressureTrail, pressureLevelColor(m.pressureLevel)}};
+    row.series = {{QStringLiteral("Pressure"), m.pressureTrail, MenuBarContent::pressureColor(m.pressureLevel)}};
     row.trailMaximum = 100;
     return row;
 }
@@ -284,18 +285,14 @@ std::optional<Row> keepAwakeTile(const PanelSnapshot& s, const Config&)
 
 } // namespace
 
-QString pressureLevelName(int level)
+QString pressureLevelName(MemoryPressureLevel level)
 {
-    if (level >= 4)
-        return QStringLiteral("Critical");
-    return level >= 2 ? QStringLiteral("Warning") : QStringLiteral("Normal");
-}
-
-PartColor pressureLevelColor(int level)
-{
-    if (level >= 4)
-        return PartColor::red;
-    return level >= 2 ? PartColor::yellow : PartColor::green;
+    switch (level) {
+    case MemoryPressureLevel::normal: return QStringLiteral("Normal");
+    case MemoryPressureLevel::warning: return QStringLiteral("Warning");
+    case MemoryPressureLevel::critical: return QStringLiteral("Critical");
+    }
+    return {};
 }
 
 PanelRow processRow(const ProcessSample& process, const QString& figure)
@@ -477,8 +474,8 @@ PanelModel memory(const PanelSnapshot& s, const Config&)
 
     PanelSection pressure{QStringLiteral("Pressure"), {}};
     pressure.rows.push_back(bar(pressureLevelName(m.pressureLevel), Fmt::percent(m.pressure), m.pressure / 100,
-                                pressureLevelColor(m.pressureLevel)));
-    pressure.rows.push_back(trail({}, {{QStringLiteral("Pressure"), m.pressureTrail, pressureLevelColor(m.pressureLevel)}},
+                                MenuBarContent::pressureColor(m.pressureLevel)));
+    pressure.rows.push_back(trail({}, {{QStringLiteral("Pressure"), m.pressureTrail, MenuBarContent::pressureColor(m.pressureLevel)}},
                                   Row::TrailStyle::line, 100));
     model.sections.push_back(pressure);
 

@@ -46,9 +46,8 @@ PanelModel battery(const PanelSnapshot& s, const Config& config);
 // A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
 PanelRow processRow(const ProcessSample& process, const QString& figure);
 
-// "Normal", "Warning", "Critical" and the gauge's colour for a pressure level.
-QString pressureLevelName(int level);
-PartColor pressureLevelColor(int level);
+// "Normal", "Warning", "Critical".
+QString pressureLevelName(MemoryPressureLevel level);
 
 } // namespace PanelContent
 

@@ -2,7 +2,7 @@
 
 #include "app/app_delegate.h"
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "panels/panel_body.h"
 #include "panels/panel_content.h"
 #include "panels/panel_placement.h"

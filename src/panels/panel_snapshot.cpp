@@ -1,6 +1,6 @@
 #include "panels/panel_snapshot.h"
 
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "insight/insight_engine.h"
 
 

@@ -5,6 +5,7 @@
 #include "monitors/cpu_monitor.h"
 #include "monitors/disk_monitor.h"
 #include "monitors/gpu_monitor.h"
+#include "monitors/memory_monitor.h"
 #include "monitors/network_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
@@ -50,7 +51,7 @@ struct PanelSnapshot {
         double cached = 0;
         double free = 0;
         double pressure = 0;   // percent
-        int pressureLevel = 1; // 1 normal, 2 warning, 4 critical
+        MemoryPressureLevel pressureLevel = MemoryPressureLevel::normal;
         double swapUsed = 0;
         double swapTotal = 0;
         double pageInsRate = 0;  // bytes per second

@@ -1,5 +1,5 @@
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "menubar/status_item_controller.h"
 #include "panels/panel_host.h"
 #include "../support/test_support.h"

@@ -1,4 +1,4 @@
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "panels/panel_body.h"
 #include "panels/panel_host.h"
 #include "panels/panel_placement.h"
