@@ -1,6 +1,7 @@
 #include "dump/debug_dump.h"
 
 #include "dump/sample_states.h"
+#include "dump/tray_dump.h"
 #include "menubar/menu_bar_renderer.h"
 #include "menubar/symbols.h"
 
@@ -134,6 +135,7 @@ QString html(const std::vector<SampleState>& states, const QStringList& symbols)
             out += QStringLiteral("</tr>\n");
         }
         out += QStringLiteral("</table>\n");
+        out += TrayDump::html(state);
     }
     out += QStringLiteral("<h2>symbols</h2>\n<p>Rows: tinted and palette on light, tinted and multicolour on "
                           "dark. Columns: %1</p>\n<p><img src=\"symbols.png\" alt=\"symbols\"></p>\n")
@@ -172,6 +174,8 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
                 }
             }
             save(strip(state, config, context), dir.filePath(state.name + QStringLiteral("/strip.png")));
+            if (!TrayDump::write(dir, state))
+                throw DumpError("Cannot write the tray icons into " + dir.filePath(state.name).toStdString() + ".");
         }
         const QStringList symbols = Symbols::names();
         save(symbolSheet(symbols, {devicePixelRatio, false}), dir.filePath(QStringLiteral("symbols.png")));

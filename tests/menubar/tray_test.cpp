@@ -116,7 +116,7 @@ ModuleConfig on(ModuleKind kind, DisplayStyle style = DisplayStyle::text)
     return {kind, true, style};
 }
 
-class TrayHost : public ::testing::Test {
+class TrayHostXEmbed : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -132,7 +132,7 @@ protected:
 
 } // namespace
 
-TEST_F(TrayHost, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
+TEST_F(TrayHostXEmbed, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
 {
     XClient x;
     Config config;
@@ -146,14 +146,25 @@ TEST_F(TrayHost, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
     ASSERT_EQ(items.entries().size(), 3u);
     EXPECT_EQ(items.entries()[0].kind, ModuleKind::cpu);
     EXPECT_EQ(items.entries()[2].kind, ModuleKind::disks);
-    EXPECT_EQ(items.entries()[0].item->objectName(), "Pulsebar.cpu");
-    EXPECT_TRUE(items.entries()[0].item->toolTip().startsWith("CPU "));
-    EXPECT_FALSE(items.entries()[0].item->icon().isNull());
+    ASSERT_NE(items.host(), nullptr);
+    EXPECT_FALSE(items.host()->exportsMenu()); // no watcher on this desktop: the XEmbed tray
+    EXPECT_EQ(items.entries()[0].content.id, "pulsebar-cpu");
+    EXPECT_TRUE(items.entries()[0].content.toolTipText.endsWith("%"));
+    EXPECT_EQ(items.entries()[0].face.icon, TrayFace::Icon::value); // no labels here: the value is in the icon
     EXPECT_TRUE(test::waitUntil([&] { return x.embeddedWindowsOfThisProcess() == 3; }, 10000))
         << x.embeddedWindowsOfThisProcess();
+    // Left to right in the order of the modules.
+    ASSERT_TRUE(test::waitUntil([&] {
+        for (const auto& entry : items.entries())
+            if (entry.item->geometry().isEmpty())
+                return false;
+        return true;
+    }, 10000));
+    EXPECT_LT(items.entries()[0].item->geometry().x(), items.entries()[1].item->geometry().x());
+    EXPECT_LT(items.entries()[1].item->geometry().x(), items.entries()[2].item->geometry().x());
 
     // A change that keeps the module list redraws the same items.
-    const QSystemTrayIcon* first = items.entries()[0].item.get();
+    const TrayItem* first = items.entries()[0].item.get();
     config.monochrome = true;
     settings.setConfig(config);
     EXPECT_EQ(items.entries()[0].item.get(), first);
@@ -175,7 +186,7 @@ TEST_F(TrayHost, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
     delegate.applicationWillTerminate();
 }
 
-TEST_F(TrayHost, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
+TEST_F(TrayHostXEmbed, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
 {
     Config config;
     config.modules = {on(ModuleKind::battery), on(ModuleKind::cpu)};
@@ -193,7 +204,8 @@ TEST_F(TrayHost, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
     readings.batteryPercent = 55;
     items.rebuild();
     ASSERT_EQ(items.entries().size(), 2u);
-    EXPECT_EQ(items.entries()[0].item->toolTip(), "Battery 55%");
+    EXPECT_EQ(items.entries()[0].content.toolTipText, "55%");
+    EXPECT_EQ(items.entries()[0].content.title, "Pulsebar Battery");
 
     items.toggleDropdown(ModuleKind::cpu);
     EXPECT_EQ(items.openDropdown(), ModuleKind::cpu);
@@ -216,6 +228,7 @@ TEST_F(TrayHost, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
     for (QAction* action : menu.actions().first()->menu()->actions())
         durations << (action->isSeparator() ? "-" : action->text());
     EXPECT_EQ(durations, (QStringList{"30 minutes", "1 hour", "2 hours", "Until turned off", "-", "Turn Off"}));
+    EXPECT_FALSE(menu.actions().first()->menu()->actions().last()->isEnabled()); // nothing to turn off
 }
 
 TEST(TrayX11HotKeys, AGrabbedCombinationFiresItsActionAndATakenOneFails)
