@@ -72,6 +72,8 @@ QString duration(double seconds)
     return QStringLiteral("%1d %2h %3m").arg(d).arg(h).arg(m);
 }
 
+namespace {
+
 QString shortTimeFormat()
 {
     // Some locales (C among them) put seconds into their short format; a clock in a tray has none.
@@ -80,6 +82,8 @@ QString shortTimeFormat()
     format.remove(seconds);
     return format;
 }
+
+} // namespace
 
 QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone)
 {

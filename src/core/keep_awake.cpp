@@ -46,15 +46,10 @@ KeepAwake::~KeepAwake()
 void KeepAwake::activate(bool keepDisplayOn, Duration duration)
 {
     const std::optional<double> length = seconds(duration);
-    begin(keepDisplayOn, length ? std::optional<double>(now() + *length) : std::nullopt, duration);
+    activate(keepDisplayOn, length ? std::optional<double>(now() + *length) : std::nullopt);
 }
 
 void KeepAwake::activate(bool keepDisplayOn, std::optional<double> until)
-{
-    begin(keepDisplayOn, until, until ? std::nullopt : std::optional<Duration>(Duration::indefinitely));
-}
-
-void KeepAwake::begin(bool keepDisplayOn, std::optional<double> until, std::optional<Duration> choice)
 {
     stop(false);
     const std::optional<int> created = m_assertions->create(keepDisplayOn, assertionName);
@@ -64,7 +59,6 @@ void KeepAwake::begin(bool keepDisplayOn, std::optional<double> until, std::opti
     isActive = true;
     keepsDisplayOn = keepDisplayOn;
     endDate = until;
-    chosen = choice;
     if (until) {
         m_timer = std::make_unique<QTimer>();
         m_timer->setSingleShot(true);
@@ -87,7 +81,6 @@ void KeepAwake::stop(bool notify)
     assertion.reset();
     isActive = false;
     endDate.reset();
-    chosen.reset();
     if (notify && onChange)
         onChange();
 }

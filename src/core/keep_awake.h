@@ -48,8 +48,6 @@ public:
 
     bool isActive = false;
     std::optional<double> endDate; // seconds since 1970
-    // The menu choice that started it, so the menu can show it; "Until turned off" for an open end.
-    std::optional<Duration> chosen;
     bool keepsDisplayOn = false;
     std::function<void()> onChange;
     std::optional<int> assertion;
@@ -60,8 +58,6 @@ public:
     std::function<double()> now;
 
 private:
-    void begin(bool keepDisplayOn, std::optional<double> until, std::optional<Duration> choice);
-
     std::unique_ptr<PowerAssertions> m_assertions;
     std::unique_ptr<QTimer> m_timer;
 };

@@ -66,7 +66,7 @@ QString timeText(double seconds)
 // The widest time the locale writes, so clock items do not change width over the day.
 QString timeTemplate()
 {
-    return QLocale().toString(QTime(22, 58), Fmt::shortTimeFormat());
+    return Fmt::time(QDateTime(QDate(2000, 1, 1), QTime(22, 58), QTimeZone::utc()), QTimeZone::utc());
 }
 
 PartColor pressureColor(int level)

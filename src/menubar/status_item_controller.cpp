@@ -259,7 +259,10 @@ TrayMenu StatusItemController::contextMenu() const
         const KeepAwake::Duration duration = KeepAwake::allDurations[i];
         E choice = E::action(keepAwakeFirstDuration + int(i), KeepAwake::label(duration));
         choice.toggle = E::Toggle::radio;
-        choice.checked = keepAwake.isActive && keepAwake.chosen == duration;
+        // An open end is "Until turned off" however it was started; a timed one is the choice made here.
+        choice.checked = keepAwake.isActive && (duration == KeepAwake::Duration::indefinitely
+                                                    ? !keepAwake.endDate
+                                                    : keepAwake.endDate && m_chosenDuration == duration);
         keepAwakeEntry.children.push_back(choice);
     }
     keepAwakeEntry.children.push_back(E::separatorEntry(separator + 1));
@@ -279,8 +282,8 @@ TrayMenu StatusItemController::contextMenu() const
 void StatusItemController::menuActivated(int id)
 {
     if (id >= keepAwakeFirstDuration && id < keepAwakeFirstDuration + int(KeepAwake::allDurations.size())) {
-        m_hub.keepAwake().activate(m_settings.config().keepAwakeDisplay,
-                                   KeepAwake::allDurations[std::size_t(id - keepAwakeFirstDuration)]);
+        m_chosenDuration = KeepAwake::allDurations[std::size_t(id - keepAwakeFirstDuration)];
+        m_hub.keepAwake().activate(m_settings.config().keepAwakeDisplay, *m_chosenDuration);
     } else if (id == keepAwakeTurnOff) {
         m_hub.keepAwake().stop(true);
     } else if (id == openSettings) {

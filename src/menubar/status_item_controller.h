@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "core/keep_awake.h"
 #include "core/tray_host.h"
 #include "menubar/menu_bar_content.h"
 #include "menubar/tray_face.h"
@@ -116,6 +117,7 @@ private:
     TrayPreferences m_trayPreferences;
     bool m_darkPanel = true;
     bool m_toldNoTray = false;
+    std::optional<KeepAwake::Duration> m_chosenDuration; // the last keep-awake choice made in the menu
     std::vector<Entry> m_entries;
     std::unique_ptr<QMenu> m_menu;
     std::unique_ptr<DropdownPanel> m_dropdown;
