@@ -169,10 +169,12 @@ struct Painter {
         if (part.flag) {
             // A rim in the panel's colour keeps the bolt readable over any fill, the short red one included.
             const QColor boltColor = monochrome ? QColor(Qt::black) : fg;
-            const QColor rim = monochrome || !dark ? QColor(Qt::white) : QColor(Qt::black);
+            // (A template image is only a shape: there the rim would merge with the bolt.)
             const QRectF bolt(body.center().x() - 4, body.center().y() - 5.5, 8, 11);
-            for (QPointF d : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
-                Symbols::draw(p, QStringLiteral("bolt.fill"), bolt.translated(d), rim, Symbols::Style::tinted);
+            if (!monochrome)
+                for (QPointF d : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
+                    Symbols::draw(p, QStringLiteral("bolt.fill"), bolt.translated(d),
+                                  dark ? QColor(Qt::black) : QColor(Qt::white), Symbols::Style::tinted);
             Symbols::draw(p, QStringLiteral("bolt.fill"), bolt, boltColor, Symbols::Style::tinted);
         }
     }

@@ -60,7 +60,9 @@ QString padded(const QString& text, const QString& widthTemplate)
         return std::pair{at, digits};
     };
     const auto [at, digits] = firstNumber(text);
-    const int widest = firstNumber(widthTemplate).second;
+    // Three digits at most: the rare fourth ("1023 MB/s") is not worth a wider label all the time on
+    // panels that have little room.
+    const int widest = std::min(firstNumber(widthTemplate).second, 3);
     if (digits == 0 || digits >= widest)
         return text;
     return QString(text).insert(at, QString(widest - digits, figureSpace));

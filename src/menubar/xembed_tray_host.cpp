@@ -4,6 +4,7 @@
 #include <QIcon>
 #include <QImage>
 #include <QPixmap>
+#include <QMetaObject>
 #include <QSystemTrayIcon>
 #include <QtEndian>
 
@@ -33,7 +34,10 @@ QString toolTipOf(const TrayItemContent& content)
                                          : content.toolTipTitle + QLatin1Char('\n') + content.toolTipText;
 }
 
-class XEmbedTrayItem : public TrayItem {
+} // namespace
+
+class XEmbedTrayItem : public QObject, public TrayItem {
+    Q_OBJECT
 public:
     XEmbedTrayItem(const TrayItemContent& content, TrayItemHandlers handlers) : m_handlers(std::move(handlers))
     {
@@ -53,8 +57,9 @@ public:
                 call(m_handlers.activate);
         });
         apply(content, true);
-        m_icon.show();
     }
+
+    void show() { m_icon.show(); }
 
     void setContent(const TrayItemContent& content) override { apply(content, false); }
     QRect geometry() const override { return m_icon.geometry(); }
@@ -74,8 +79,6 @@ private:
     TrayItemContent m_content;
 };
 
-} // namespace
-
 bool XEmbedTrayHost::isAvailable() const
 {
     return QSystemTrayIcon::isSystemTrayAvailable();
@@ -83,7 +86,23 @@ bool XEmbedTrayHost::isAvailable() const
 
 std::unique_ptr<TrayItem> XEmbedTrayHost::createItem(const TrayItemContent& content, TrayItemHandlers handlers)
 {
-    return std::make_unique<XEmbedTrayItem>(content, std::move(handlers));
+    auto item = std::make_unique<XEmbedTrayItem>(content, std::move(handlers));
+    m_waiting.emplace_back(item.get());
+    if (m_waiting.size() == 1)
+        QMetaObject::invokeMethod(this, &XEmbedTrayHost::showWaiting, Qt::QueuedConnection);
+    return item;
+}
+
+void XEmbedTrayHost::showWaiting()
+{
+    // XEmbed trays such as trayer put each new icon at the start of the row: the row is shown last
+    // item first, so it reads in the order the items were created.
+    for (auto it = m_waiting.rbegin(); it != m_waiting.rend(); ++it)
+        if (*it)
+            (*it)->show();
+    m_waiting.clear();
 }
 
 } // namespace pulsebar
+
+#include "xembed_tray_host.moc"

@@ -3,8 +3,13 @@
 #include "core/tray_host.h"
 
 #include <QObject>
+#include <QPointer>
+
+#include <vector>
 
 namespace pulsebar {
+
+class XEmbedTrayItem;
 
 // The older system tray (XEmbed, through QSystemTrayIcon), for desktops without a StatusNotifierWatcher:
 // an icon per item and no label, so the icons carry the values. The menu is drawn here, as a QMenu.
@@ -16,6 +21,11 @@ public:
     bool exportsMenu() const override { return false; }
     std::unique_ptr<TrayItem> createItem(const TrayItemContent& content, TrayItemHandlers handlers) override;
     void setMenu(const TrayMenu&) override {}
+
+private:
+    void showWaiting();
+
+    std::vector<QPointer<XEmbedTrayItem>> m_waiting;
 };
 
 } // namespace pulsebar

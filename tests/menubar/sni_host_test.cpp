@@ -113,8 +113,10 @@ MenuEntry menuOf(const QString& service, const QString& path)
     QDBusMessage call = QDBusMessage::createMethodCall(service, path, "com.canonical.dbusmenu", "GetLayout");
     call << 0 << -1 << QStringList();
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() != 2)
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() != 2) {
+        ADD_FAILURE() << "GetLayout: " << reply.errorMessage().toStdString();
         return {};
+    }
     return toEntry(qdbus_cast<DBusMenuLayoutItem>(reply.arguments().at(1).value<QDBusArgument>()));
 }
 
@@ -167,10 +169,11 @@ TEST_F(SNIHost, EachModuleIsAnItemWithItsLabelIconsAndMenuAndQuitEndsTheApp)
     ASSERT_TRUE(test::waitUntil([] { return registeredItems().size() == 4; }, 20000))
         << registeredItems().join(' ').toStdString() << app.readAllStandardError().toStdString();
 
-    // In the order of the modules, as the watcher keeps them.
+    // In the order of the modules: registered one after another, and status-notifier-watcher lists the
+    // newest first (gtk-sni-tray shows them oldest first).
     std::vector<ExportedItem> items;
     for (const QString& entry : registeredItems())
-        items.push_back(exported(entry));
+        items.insert(items.begin(), exported(entry));
     QStringList ids, titles;
     for (const ExportedItem& item : items) {
         ids << item.id;

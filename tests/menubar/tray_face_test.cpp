@@ -67,11 +67,11 @@ TEST(TrayFace, IconAndLabelPerModuleAndStyle)
          fs + "42%"},
         {"cpu icon has no label", ModuleKind::cpu, DisplayStyle::icon, sample(), TrayFace::Icon::symbol, "cpu", ""},
         {"network on one line", ModuleKind::network, DisplayStyle::text, sample(), TrayFace::Icon::symbol, "network",
-         "↑ " + fs + fs + "1.2 MB/s ↓ " + fs + fs + "36 MB/s"},
+         "↑ " + fs + "1.2 MB/s ↓ 36.0 MB/s"},
         {"network offline", ModuleKind::network, DisplayStyle::graph, offline, TrayFace::Icon::symbol, "network.slash",
          ""},
         {"sensors with a fan", ModuleKind::sensors, DisplayStyle::iconAndText, sample(), TrayFace::Icon::symbol,
-         "thermometer.medium", fs + fs + "55° 2400 rpm"},
+         "thermometer.medium", fs + "55° 2400 rpm"},
         {"disks", ModuleKind::disks, DisplayStyle::iconAndText, sample(), TrayFace::Icon::symbol, "internaldrive",
          fs + fs + "7%"},
         {"battery graph", ModuleKind::battery, DisplayStyle::graph, sample(), TrayFace::Icon::graphic, "battery", ""},
@@ -146,7 +146,7 @@ TEST(TrayFace, TooltipsSayWhyAValueCanNeverCome)
     r.sensorsReady = true;
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::sensors, r, {}), "No temperature sensors found on this computer");
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::gpu, r, {}), "No graphics processor found on this computer");
-    EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::network, sample(), {}), "↑ 1.2 MB/s\n↓ 36 MB/s");
+    EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::network, sample(), {}), "↑ 1.2 MB/s\n↓ 36.0 MB/s");
 }
 
 // Square icons: every size the tray may pick, big-endian ARGB, and drawn light on a dark panel.

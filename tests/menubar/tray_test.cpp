@@ -18,6 +18,7 @@
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -60,7 +61,20 @@ public:
 
     // Windows of this process that a tray host has taken in: they have our pid and a parent that is
     // not the root window (there is no window manager on this server to reparent anything else).
-    int embeddedWindowsOfThisProcess() { return count(root, false); }
+    int embeddedWindowsOfThisProcess() { return int(embedded().size()); }
+
+    // Those windows in the order they were made (X hands out window ids in increasing order), each
+    // with its left edge on the screen.
+    std::vector<int> embeddedLeftEdgesInWindowOrder()
+    {
+        std::vector<int> out;
+        for (xcb_window_t w : embedded()) {
+            auto* at = xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, w, root, 0, 0), nullptr);
+            out.push_back(at ? at->dst_x : -1);
+            std::free(at);
+        }
+        return out;
+    }
 
     uint8_t keycode(uint32_t keysym)
     {
@@ -93,21 +107,27 @@ public:
     xcb_window_t root;
 
 private:
-    int count(xcb_window_t w, bool belowAnotherClient)
+    std::vector<xcb_window_t> embedded()
+    {
+        std::vector<xcb_window_t> out;
+        collect(root, false, out);
+        std::sort(out.begin(), out.end());
+        return out;
+    }
+
+    void collect(xcb_window_t w, bool belowAnotherClient, std::vector<xcb_window_t>& out)
     {
         auto* tree = xcb_query_tree_reply(c, xcb_query_tree(c, w), nullptr);
         if (!tree)
-            return 0;
-        int n = 0;
+            return;
         const xcb_window_t* children = xcb_query_tree_children(tree);
         for (int i = 0; i < xcb_query_tree_children_length(tree); ++i) {
             const bool ours = pid(children[i]) == uint32_t(::getpid());
             if (ours && belowAnotherClient)
-                ++n;
-            n += count(children[i], belowAnotherClient || (w != root && !ours) || (w == root && !ours));
+                out.push_back(children[i]);
+            collect(children[i], belowAnotherClient || !ours, out);
         }
         std::free(tree);
-        return n;
     }
 };
 
@@ -153,15 +173,12 @@ TEST_F(TrayHostXEmbed, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
     EXPECT_EQ(items.entries()[0].face.icon, TrayFace::Icon::value); // no labels here: the value is in the icon
     EXPECT_TRUE(test::waitUntil([&] { return x.embeddedWindowsOfThisProcess() == 3; }, 10000))
         << x.embeddedWindowsOfThisProcess();
-    // Left to right in the order of the modules.
-    ASSERT_TRUE(test::waitUntil([&] {
-        for (const auto& entry : items.entries())
-            if (entry.item->geometry().isEmpty())
-                return false;
-        return true;
+    // trayer puts each icon it takes in at the start of its row, so the items are shown last one first:
+    // in the order their windows were made, they sit right to left, and the row reads in module order.
+    EXPECT_TRUE(test::waitUntil([&] {
+        const std::vector<int> left = x.embeddedLeftEdgesInWindowOrder();
+        return std::is_sorted(left.rbegin(), left.rend()) && std::adjacent_find(left.begin(), left.end()) == left.end();
     }, 10000));
-    EXPECT_LT(items.entries()[0].item->geometry().x(), items.entries()[1].item->geometry().x());
-    EXPECT_LT(items.entries()[1].item->geometry().x(), items.entries()[2].item->geometry().x());
 
     // A change that keeps the module list redraws the same items.
     const TrayItem* first = items.entries()[0].item.get();

@@ -71,18 +71,19 @@ public:
     QString status() const { return QStringLiteral("normal"); }
     QStringList iconThemePath() const { return {}; }
 
+    // Types are spelled out with their namespace: QtDBus finds a slot's types by their names.
 public Q_SLOTS:
-    uint GetLayout(int parentId, int recursionDepth, const QStringList& propertyNames, DBusMenuLayoutItem& layout);
-    QList<DBusMenuItemProperties> GetGroupProperties(const QList<int>& ids, const QStringList& propertyNames);
+    uint GetLayout(int parentId, int recursionDepth, const QStringList& propertyNames, pulsebar::DBusMenuLayoutItem& layout);
+    QList<pulsebar::DBusMenuItemProperties> GetGroupProperties(const QList<int>& ids, const QStringList& propertyNames);
     QDBusVariant GetProperty(int id, const QString& name);
     void Event(int id, const QString& eventId, const QDBusVariant& data, uint timestamp);
-    QList<int> EventGroup(const QList<DBusMenuEvent>& events);
+    QList<int> EventGroup(const QList<pulsebar::DBusMenuEvent>& events);
     bool AboutToShow(int id);
     QList<int> AboutToShowGroup(const QList<int>& ids, QList<int>& idErrors);
 
 Q_SIGNALS:
-    void ItemsPropertiesUpdated(const QList<DBusMenuItemProperties>& updated,
-                                const QList<DBusMenuItemPropertyNames>& removed);
+    void ItemsPropertiesUpdated(const QList<pulsebar::DBusMenuItemProperties>& updated,
+                                const QList<pulsebar::DBusMenuItemPropertyNames>& removed);
     void LayoutUpdated(uint revision, int parent);
     void ItemActivationRequested(int id, uint timestamp);
 

@@ -5,6 +5,9 @@
 #include "platform/linux/tray_desktop.h"
 
 #include <QCoreApplication>
+#include <QMetaObject>
+
+#include <algorithm>
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCallWatcher>
 
@@ -55,9 +58,23 @@ std::unique_ptr<TrayItem> StatusNotifierHost::createItem(const TrayItemContent& 
     m_items.emplace_back(item.get());
     if (m_available) {
         m_queue.emplace_back(item.get());
-        registerNext();
+        // Registered once the whole row has been created, so its order can be set at once.
+        if (!m_batchScheduled) {
+            m_batchScheduled = true;
+            QMetaObject::invokeMethod(this, &StatusNotifierHost::registerBatch, Qt::QueuedConnection);
+        }
     }
     return item;
+}
+
+void StatusNotifierHost::registerBatch()
+{
+    m_batchScheduled = false;
+    // GNOME's extension puts each new item at the start of the row: announcing the last first keeps the
+    // row in the order the items were created.
+    if (TrayDesktop::addsItemsFirst(TrayDesktop::currentDesktop()) && !m_registering)
+        std::reverse(m_queue.begin(), m_queue.end());
+    registerNext();
 }
 
 void StatusNotifierHost::registerNext()

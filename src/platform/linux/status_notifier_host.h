@@ -34,11 +34,13 @@ public:
 
 private:
     void setAvailable(bool available);
+    void registerBatch();
     void registerNext();
 
     QDBusServiceWatcher m_watcher;
     bool m_available = false;
     bool m_registering = false;
+    bool m_batchScheduled = false;
     int m_serial = 0;
     TrayMenu m_menu;
     std::vector<QPointer<StatusNotifierItem>> m_items;

@@ -47,6 +47,12 @@ bool showsLabels(const QString& desktop)
     return !desktopNames(desktop).contains(QStringLiteral("kde"));
 }
 
+bool addsItemsFirst(const QString& desktop)
+{
+    const QStringList names = desktopNames(desktop);
+    return names.contains(QStringLiteral("gnome")) || names.contains(QStringLiteral("unity"));
+}
+
 std::optional<bool> panelIsDark(const QString& desktop, const QString& plasmarc, const QString& kdeglobals)
 {
     const QStringList names = desktopNames(desktop);

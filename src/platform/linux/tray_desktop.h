@@ -16,6 +16,8 @@ QString currentDesktop();
 // KDE Plasma shows StatusNotifierItems as icons only; the Ayatana-style hosts (GNOME's AppIndicator
 // extension, Xfce, MATE, Budgie, Cinnamon) show the item's label beside its icon.
 bool showsLabels(const QString& desktop);
+// GNOME's AppIndicator extension puts each newly registered item at the start of its row.
+bool addsItemsFirst(const QString& desktop);
 
 // Whether the panel is dark, where the desktop settles it: GNOME's top bar is always dark; Plasma's
 // panel follows the Plasma theme (`plasmarc`, given as text) or else the colour scheme (`kdeglobals`).
