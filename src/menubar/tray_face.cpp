@@ -165,7 +165,7 @@ TrayFace face(const ModuleConfig& module, const MenuBarReadings& readings, const
             return out;
         }
     }
-    if (showsText) {
+    if (showsText && !valueInIcon) {
         out.label = label(chosen);
         out.labelGuide = labelGuide(chosen);
     }

@@ -51,6 +51,8 @@ class StatusNotifierItem : public QObject, public TrayItem {
     Q_PROPERTY(QString AttentionIconName READ emptyString)
     Q_PROPERTY(SNIPixmaps AttentionIconPixmap READ noPixmaps)
     Q_PROPERTY(QString AttentionMovieName READ emptyString)
+    Q_PROPERTY(QString IconAccessibleDesc READ title)
+    Q_PROPERTY(QString AttentionAccessibleDesc READ emptyString)
     Q_PROPERTY(SNIToolTip ToolTip READ toolTip)
     Q_PROPERTY(bool ItemIsMenu READ itemIsMenu)
     Q_PROPERTY(QDBusObjectPath Menu READ menu)
