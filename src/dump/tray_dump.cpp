@@ -21,14 +21,6 @@ QColor panelColor(bool dark)
     return dark ? QColor(0, 0, 0) : QColor(0xf0, 0xf0, 0xf2);
 }
 
-QImage onPanel(const QImage& icon, bool dark)
-{
-    QImage out(icon.size(), QImage::Format_ARGB32_Premultiplied);
-    out.fill(panelColor(dark));
-    QPainter(&out).drawImage(0, 0, icon);
-    return out;
-}
-
 QFont labelFont()
 {
     QFont f = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
@@ -82,63 +74,63 @@ bool save(const QImage& image, const QString& path)
     return image.save(path, "PNG");
 }
 
+// Every module (rows) in every style (columns); each cell shows the icon at 22 and 16 px beside a
+// label, then at 22 and 16 px with the value in it.
+QImage iconSheet(const SampleState& state, const Config& config)
+{
+    constexpr int cell = 4 * (22 + 4) + 8, row = 22 + 8;
+    const auto kinds = allCases<ModuleKind>();
+    const auto styles = allCases<DisplayStyle>();
+    QImage out(int(cell * styles.size()), int(row * kinds.size()), QImage::Format_ARGB32_Premultiplied);
+    out.fill(panelColor(state.dark));
+    QPainter p(&out);
+    for (std::size_t r = 0; r < kinds.size(); ++r)
+        for (std::size_t c = 0; c < styles.size(); ++c) {
+            const ModuleConfig module{kinds[r], true, styles[c]};
+            int x = int(c * cell) + 4;
+            const int y = int(r * row) + 4;
+            for (bool valueInIcon : {false, true}) {
+                const TrayFace face = TrayFaces::face(module, state.readings, config, valueInIcon);
+                for (int size : {22, 16}) {
+                    p.drawImage(x, y + (22 - size) / 2, TrayIconRenderer::image(face, size, state.dark, state.monochrome));
+                    x += 22 + 4;
+                }
+            }
+        }
+    return out;
+}
+
 } // namespace
 
 bool write(const QDir& folder, const SampleState& state)
 {
     Config config;
     config.monochrome = state.monochrome;
-    const QString trayFolder = state.name + QStringLiteral("/tray");
-    if (!folder.mkpath(trayFolder))
-        return false;
     QString labels;
-    for (ModuleKind kind : allCases<ModuleKind>()) {
+    for (ModuleKind kind : allCases<ModuleKind>())
         for (DisplayStyle style : allCases<DisplayStyle>()) {
-            const ModuleConfig module{kind, true, style};
-            const QString base = folder.filePath(QStringLiteral("%1/%2-%3").arg(trayFolder, enumName(kind), enumName(style)));
-            const TrayFace withLabel = TrayFaces::face(module, state.readings, config, false);
-            const TrayFace withValue = TrayFaces::face(module, state.readings, config, true);
-            for (int size : {22, 16}) {
-                if (!save(onPanel(TrayIconRenderer::image(withLabel, size, state.dark, state.monochrome), state.dark),
-                          base + QStringLiteral("-%1.png").arg(size)) ||
-                    !save(onPanel(TrayIconRenderer::image(withValue, size, state.dark, state.monochrome), state.dark),
-                          base + QStringLiteral("-value-%1.png").arg(size)))
-                    return false;
-            }
+            const TrayFace face = TrayFaces::face({kind, true, style}, state.readings, config, false);
             labels += QStringLiteral("%1 %2: \"%3\" guide \"%4\"\n")
-                          .arg(enumName(kind), enumName(style), withLabel.label, withLabel.labelGuide);
+                          .arg(enumName(kind), enumName(style), face.label, face.labelGuide);
         }
-    }
     QFile file(folder.filePath(state.name + QStringLiteral("/tray-labels.txt")));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(labels.toUtf8()) < 0)
         return false;
     file.close();
-    return save(bar(state, config, true, true), folder.filePath(state.name + QStringLiteral("/tray-bar-dark.png"))) &&
+    return save(iconSheet(state, config), folder.filePath(state.name + QStringLiteral("/tray-icons.png"))) &&
+           save(bar(state, config, true, true), folder.filePath(state.name + QStringLiteral("/tray-bar-dark.png"))) &&
            save(bar(state, config, false, false), folder.filePath(state.name + QStringLiteral("/tray-bar-light.png")));
 }
 
 QString html(const SampleState& state)
 {
-    QString out = QStringLiteral("<h3>%1 in a tray</h3>\n<p>With labels, on a dark bar at 16 px: <img src=\"%1/tray-bar-dark.png\" "
-                                 "alt=\"%1 dark tray bar\"></p>\n<p>Without labels, value in the icon, on a light bar at "
-                                 "22 px: <img src=\"%1/tray-bar-light.png\" alt=\"%1 light tray bar\"></p>\n"
-                                 "<p>Label texts: <a href=\"%1/tray-labels.txt\">%1/tray-labels.txt</a></p>\n")
-                      .arg(state.name);
-    out += QStringLiteral("<table class=\"%1\"><tr><th>module</th>").arg(state.dark ? "dark" : "light");
-    for (DisplayStyle style : allCases<DisplayStyle>())
-        out += QStringLiteral("<th>%1</th>").arg(enumName(style));
-    out += QStringLiteral("</tr>\n");
-    for (ModuleKind kind : allCases<ModuleKind>()) {
-        out += QStringLiteral("<tr><td>%1</td>").arg(enumName(kind));
-        for (DisplayStyle style : allCases<DisplayStyle>()) {
-            const QString base = QStringLiteral("%1/tray/%2-%3").arg(state.name, enumName(kind), enumName(style));
-            out += QStringLiteral("<td><img src=\"%1-22.png\" alt=\"\"> <img src=\"%1-16.png\" alt=\"\"> "
-                                  "<img src=\"%1-value-22.png\" alt=\"\"> <img src=\"%1-value-16.png\" alt=\"\"></td>")
-                       .arg(base);
-        }
-        out += QStringLiteral("</tr>\n");
-    }
-    return out + QStringLiteral("</table>\n");
+    return QStringLiteral("<h3>%1 in a tray</h3>\n<p>With labels, on a dark bar at 16 px: <img src=\"%1/tray-bar-dark.png\" "
+                          "alt=\"%1 dark tray bar\"></p>\n<p>Without labels, value in the icon, on a light bar at 22 px: "
+                          "<img src=\"%1/tray-bar-light.png\" alt=\"%1 light tray bar\"></p>\n<p>Every module (rows) in "
+                          "every style (columns): the icon at 22 and 16 px, then with the value in it: <img "
+                          "src=\"%1/tray-icons.png\" alt=\"%1 tray icons\"></p>\n<p>Label texts: <a "
+                          "href=\"%1/tray-labels.txt\">%1/tray-labels.txt</a></p>\n")
+        .arg(state.name);
 }
 
 } // namespace pulsebar::TrayDump

@@ -127,17 +127,17 @@ struct SquarePainter {
         p.restore();
     }
 
-    QFont digitFont(const QString& text, qreal maxWidth, qreal maxHeight) const
+    // As large as fits: measured once at a reference size and scaled, digits being drawn every tick.
+    static QFont digitFont(const QString& text, qreal maxWidth, qreal maxHeight)
     {
+        constexpr int reference = 100;
         QFont f = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
         f.setWeight(QFont::Bold);
-        qreal px = maxHeight;
-        for (; px > 5; px -= 0.5) {
-            f.setPixelSize(int(px));
-            const QFontMetricsF m(f);
-            if (m.horizontalAdvance(text) <= maxWidth && m.capHeight() <= maxHeight * 0.8)
-                break;
-        }
+        f.setPixelSize(reference);
+        const QFontMetricsF m(f);
+        const qreal byWidth = maxWidth * reference / std::max<qreal>(m.horizontalAdvance(text), 1);
+        const qreal byHeight = 0.8 * maxHeight * reference / std::max<qreal>(m.capHeight(), 1);
+        f.setPixelSize(std::max(5, int(std::min(byWidth, byHeight))));
         return f;
     }
 
