@@ -1,5 +1,5 @@
 // One tray refresh, as the hub asks for after every tick: six items with their labels and icons.
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "menubar/status_item_controller.h"
 
 #include <QTemporaryDir>
