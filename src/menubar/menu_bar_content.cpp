@@ -70,16 +70,6 @@ QString timeTemplate()
     return Fmt::time(QDateTime(QDate(2000, 1, 1), QTime(22, 58), QTimeZone::utc()), QTimeZone::utc());
 }
 
-PartColor pressureColor(MemoryPressureLevel level)
-{
-    switch (level) {
-    case MemoryPressureLevel::normal: return PartColor::green;
-    case MemoryPressureLevel::warning: return PartColor::yellow;
-    case MemoryPressureLevel::critical: return PartColor::red;
-    }
-    return PartColor::green;
-}
-
 QString temperature(const Config& config, std::optional<double> celsius)
 {
     return format(config.temperatureUnit, celsius, 0);
@@ -155,6 +145,16 @@ MenuBarParts clocks(const MenuBarReadings& r, const Config& config)
 }
 
 } // namespace
+
+PartColor pressureColor(MemoryPressureLevel level)
+{
+    switch (level) {
+    case MemoryPressureLevel::normal: return PartColor::green;
+    case MemoryPressureLevel::warning: return PartColor::yellow;
+    case MemoryPressureLevel::critical: return PartColor::red;
+    }
+    return PartColor::green;
+}
 
 QString title(ModuleKind kind)
 {

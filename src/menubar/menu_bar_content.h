@@ -81,6 +81,9 @@ MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& readings, const Co
 // battery's icon and its graphic.
 MenuBarParts select(const MenuBarParts& parts, DisplayStyle style);
 
+// The colour of the memory-pressure gauge: green, yellow, red by level.
+PartColor pressureColor(MemoryPressureLevel level);
+
 // "CPU", "Memory", …: how the module is named to the user.
 QString title(ModuleKind kind);
 // The module's texts, one per line (a stacked part gives two).

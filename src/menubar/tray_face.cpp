@@ -120,9 +120,7 @@ TrayIconValue value(ModuleKind kind, const MenuBarReadings& r, const Config& con
     case ModuleKind::cpu: return share(r.cpuUser + r.cpuSystem, PartColor::blue);
     case ModuleKind::gpu: return r.hasGPU ? share(r.gpuUtilization, PartColor::purple) : TrayIconValue{};
     case ModuleKind::memory:
-        return share(r.memoryUsed, r.memoryPressureLevel >= 4   ? PartColor::red
-                                   : r.memoryPressureLevel >= 2 ? PartColor::yellow
-                                                                : PartColor::green);
+        return share(r.memoryUsed, MenuBarContent::pressureColor(r.memoryPressureLevel));
     case ModuleKind::disks: return r.startupDiskUsed ? share(*r.startupDiskUsed, PartColor::foreground) : TrayIconValue{};
     case ModuleKind::network:
         if (r.internetReachable == false)

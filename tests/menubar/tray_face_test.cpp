@@ -25,7 +25,7 @@ MenuBarReadings sample()
     r.cpuSystem = 12.4;
     r.cpuHistory = {10, 50, 100};
     r.memoryPressure = 45;
-    r.memoryPressureLevel = 2;
+    r.memoryPressureLevel = MemoryPressureLevel::warning;
     r.memoryUsed = 61.6;
     r.startupDiskUsed = 7;
     r.internetReachable = true;
