@@ -1,12 +1,12 @@
 #include "menubar/status_item_controller.h"
 
 #include "hub/hub.h"
-#include "menubar/dropdown_panel.h"
 #include "menubar/menu_bar_renderer.h"
 #include "menubar/tray_icon_renderer.h"
 #include "menubar/xembed_tray_host.h"
 #include "platform/linux/status_notifier_host.h"
 #include "platform/linux/tray_desktop.h"
+#include "panels/panel_host.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -31,7 +31,7 @@ StatusItemController::StatusItemController(Hub& hub, AppSettings& settings, QObj
 StatusItemController::StatusItemController(Hub& hub, AppSettings& settings,
                                            std::vector<std::unique_ptr<TrayHost>> hosts, QObject* parent)
     : QObject(parent), readings([&hub] { return MenuBarReadings::from(hub); }), m_hub(hub), m_settings(settings),
-      m_hosts(std::move(hosts))
+      m_hosts(std::move(hosts)), m_panels(std::make_unique<PanelHost>(hub, settings))
 {
     QPointer<StatusItemController> self(this);
     for (auto& host : m_hosts) {
@@ -181,9 +181,7 @@ void StatusItemController::refresh()
             updateItem(entry, *module, live, config);
     }
     updateMenu();
-    if (m_dropdown && m_dropdown->isVisible())
-        m_dropdown->setLines(MenuBarContent::title(m_dropdown->kind()),
-                             MenuBarContent::lines(m_dropdown->kind(), live, config));
+    m_panels->refresh();
 }
 
 void StatusItemController::updateMenu()
@@ -194,24 +192,12 @@ void StatusItemController::updateMenu()
 
 std::optional<ModuleKind> StatusItemController::openDropdown() const
 {
-    if (m_dropdown && m_dropdown->isVisible())
-        return m_dropdown->kind();
-    return std::nullopt;
+    return m_panels->openPanel();
 }
 
 void StatusItemController::closeDropdown()
 {
-    if (m_dropdown)
-        m_dropdown->hide();
-}
-
-// The one place a module's panel is opened.
-void StatusItemController::openPanel(ModuleKind kind, const QRect& anchor)
-{
-    if (!m_dropdown)
-        m_dropdown = std::make_unique<DropdownPanel>();
-    m_dropdown->open(kind, anchor, MenuBarContent::title(kind),
-                     MenuBarContent::lines(kind, readings(), m_settings.config()));
+    m_panels->close();
 }
 
 void StatusItemController::toggleDropdown(ModuleKind kind)
@@ -224,14 +210,16 @@ void StatusItemController::toggleDropdown(ModuleKind kind)
 
 void StatusItemController::toggleDropdown(ModuleKind kind, QPoint at)
 {
-    if (openDropdown() == kind) {
-        closeDropdown();
-        return;
-    }
     const QScreen* screen = QGuiApplication::screenAt(at);
     if (!screen)
         screen = QGuiApplication::primaryScreen();
-    openPanel(kind, screen ? panelAnchor(at, screen->geometry(), screen->availableGeometry()) : QRect(at, QSize(1, 1)));
+    QRect anchor = screen ? panelAnchor(at, screen->geometry(), screen->availableGeometry()) : QRect(at, QSize(1, 1));
+    // Where the tray tells where the item is (XEmbed), the panel also keeps clear of the icon itself.
+    for (const Entry& entry : m_entries)
+        if (entry.kind == kind && entry.item && entry.item->geometry().contains(at))
+            anchor = anchor.united(entry.item->geometry());
+    // The one place a module's panel is opened or closed.
+    m_panels->toggle(kind, anchor);
 }
 
 void StatusItemController::activated(ModuleKind kind, QPoint at)

@@ -19,7 +19,7 @@ class QMenu;
 
 namespace pulsebar {
 
-class DropdownPanel;
+class PanelHost;
 class Hub;
 
 // The row of tray items, one per enabled module, and what happens when they are clicked.
@@ -69,6 +69,7 @@ public:
 
     const std::vector<Entry>& entries() const { return m_entries; }
     std::optional<ModuleKind> openDropdown() const;
+    PanelHost& panels() { return *m_panels; }
     // The tray the items are in; null while there is none.
     TrayHost* host() const { return m_host; }
 
@@ -108,7 +109,6 @@ private:
     void showContextMenu(QPoint at);
     void updateMenu();
     void updateItem(Entry& entry, const ModuleConfig& module, const MenuBarReadings& live, const Config& config);
-    void openPanel(ModuleKind kind, const QRect& anchor);
 
     Hub& m_hub;
     AppSettings& m_settings;
@@ -120,7 +120,7 @@ private:
     std::optional<KeepAwake::Duration> m_chosenDuration; // the last keep-awake choice made in the menu
     std::vector<Entry> m_entries;
     std::unique_ptr<QMenu> m_menu;
-    std::unique_ptr<DropdownPanel> m_dropdown;
+    std::unique_ptr<PanelHost> m_panels;
 };
 
 } // namespace pulsebar
