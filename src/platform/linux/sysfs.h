@@ -23,7 +23,8 @@ std::optional<std::string_view> field(std::string_view text, std::string_view ke
 
 // Reads files below a root directory, so the same readers run on the live system ("/") and on a
 // fixture tree (PULSEBAR_SYSROOT). Paths given to it are relative ("proc/stat"). Every read fails
-// softly: a missing, unreadable or malformed file is nullopt, never an exception.
+// softly: a missing, unreadable or malformed file is nullopt, never an exception, and so is anything
+// that is not a regular file (a FIFO or device in a hostile tree must not block or flood a read).
 class SysFs {
 public:
     explicit SysFs(std::string root);
@@ -105,8 +106,9 @@ public:
     bool isWritable(std::string_view relative) const;
 
 private:
-    // Opens root + relative without allocating when the path fits a stack buffer; -1 on failure.
-    int openRelative(std::string_view relative, int flags) const;
+    // Opens root + relative for reading without allocating when the path fits a stack buffer; -1 on
+    // failure or when it is not a regular file.
+    int openRelative(std::string_view relative) const;
 
     std::string m_root; // always ends with '/'
 };
