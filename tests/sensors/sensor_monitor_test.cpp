@@ -205,6 +205,22 @@ TEST(SensorMonitor, DiscoveryRunsInTheBackgroundAndPublishesOnTheMainThread)
     test::waitUntil([] { return false; }, 50);
 }
 
+// A tool that needs the catalogue takes the background result as soon as it exists, without turning
+// the event loop; the hand-off queued for the main thread then publishes nothing a second time.
+TEST(SensorMonitor, AwaitingDiscoveryTakesTheBackgroundResultOnce)
+{
+    SensorMonitor monitor(hwmon(test::fixture("sensors/hwmon-desktop")));
+    QSignalSpy ready(&monitor, &SensorMonitor::ready);
+    monitor.start();
+    ASSERT_TRUE(monitor.awaitDiscovery(10000));
+    EXPECT_EQ(monitor.sensors.size(), 14u);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ready.count(), 1);
+
+    SensorMonitor never(hwmon(test::fixture("sensors/hwmon-desktop")));
+    EXPECT_TRUE(never.awaitDiscovery(0)); // not started: discovered on the spot
+}
+
 TEST(SensorMonitor, AMachineWithoutSensorsReportsNone)
 {
     SensorMonitor monitor(hwmon(test::fixture("sensors/bare")));

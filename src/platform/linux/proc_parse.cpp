@@ -272,6 +272,14 @@ std::optional<PidIo> pidIo(std::string_view text)
     return PidIo{*r, *w};
 }
 
+std::optional<uint64_t> statmResidentPages(std::string_view text)
+{
+    std::string_view rest = text;
+    if (nextToken(rest).empty())
+        return std::nullopt;
+    return SysText::toUnsigned(nextToken(rest));
+}
+
 std::optional<QString> processName(std::optional<std::string_view> comm, std::optional<std::string_view> cmdline)
 {
     std::string_view name = comm ? SysText::trim(*comm) : std::string_view();
