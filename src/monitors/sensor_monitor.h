@@ -42,6 +42,8 @@ struct Sensor {
 
 // One fan, identified by index (from 0); speeds in rpm.
 struct Fan {
+    static constexpr double maxRpm = 100000; // beyond any real fan: a higher reading is a broken one
+
     int index = 0;
     double rpm = 0;
     double minimum = 0;

@@ -83,6 +83,16 @@ std::optional<std::string_view> field(std::string_view text, std::string_view ke
     return std::nullopt;
 }
 
+QString name(std::string_view text)
+{
+    // Decoding a little more than the limit keeps the cut on whole characters.
+    text = text.substr(0, std::size_t(maxNameLength) * 4);
+    QString decoded = QString::fromUtf8(text.data(), qsizetype(text.size())).simplified();
+    if (decoded.size() > maxNameLength)
+        decoded = decoded.left(maxNameLength).trimmed();
+    return decoded;
+}
+
 } // namespace SysText
 
 SysFs::SysFs(std::string root) : m_root(std::move(root))

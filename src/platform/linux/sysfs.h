@@ -19,6 +19,11 @@ std::optional<uint64_t> toUnsigned(std::string_view text);
 std::optional<double> toDouble(std::string_view text);
 // "key: value" or "key value" lines (meminfo, cpuinfo, vmstat): the value text after the key, trimmed.
 std::optional<std::string_view> field(std::string_view text, std::string_view key);
+// A name the machine reports (CPU model, sensor label, product name), for display: UTF-8 with runs of
+// white space made one space, and no longer than any real name, so a hostile file cannot hand a page
+// of text to every tool and panel.
+constexpr qsizetype maxNameLength = 128;
+QString name(std::string_view text);
 } // namespace SysText
 
 // Reads files below a root directory, so the same readers run on the live system ("/") and on a
