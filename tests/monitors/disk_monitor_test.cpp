@@ -266,7 +266,7 @@ TEST(Hub, SamplesTheMonitorsAndRescansVolumesAtMostEveryTenSeconds)
     hub.tick();
     EXPECT_EQ(hub.cpu.previous.size(), 4u);
     EXPECT_EQ(hub.memory.total, 16000000.0 * 1024);
-    EXPECT_EQ(hub.processes.processes.size(), 5u);
+    EXPECT_EQ(hub.processes.processes.size(), 6u);
     EXPECT_EQ(hub.gpu.gpus.size(), 4u);
     EXPECT_EQ(hub.disks.lastSample, 5000);
     EXPECT_EQ(hub.disks.lastVolumeScan, 5000);
