@@ -496,7 +496,7 @@ TEST_F(McpTools, ARequestWhoseResponseFailsGetsAnInternalError)
     server.handle(R"({"jsonrpc":"2.0","id":8,"method":"ping"})");
     ASSERT_EQ(sent.size(), 2u);
     EXPECT_EQ(sent[0]["id"].toInt(), 7);
-    EXPECT_EQ(sent[0]["error"]["code"].toInt(), -32603);
+    EXPECT_EQ(sent[0]["error"].toObject()["code"].toInt(), -32603);
     EXPECT_EQ(sent[1]["id"].toInt(), 8);
     EXPECT_TRUE(sent[1]["result"].isObject());
 }

@@ -178,25 +178,31 @@ TEST(DiskMonitor, VolumeListingRules)
 // A network server that stops answering holds one check at a time, and no scan waits for it.
 TEST(DiskMonitor, AHungNetworkVolumeNeverStallsAScan)
 {
-    SnapshotRoot root("sys-basic-1");
-    std::promise<void> answer;
-    std::shared_future<void> answered = answer.get_future().share();
-    std::atomic<int> networkChecks = 0;
-    const auto probe = [&, answered](const std::string& mountPoint, bool network) -> std::optional<VolumeCapacity> {
+    // Shared with the checking thread, which may outlive a failed test.
+    struct Server {
+        std::promise<void> answer;
+        std::shared_future<void> answered = answer.get_future().share();
+        std::atomic<int> checks = 0;
+    };
+    const auto server = std::make_shared<Server>();
+    const auto probe = [server](const std::string& mountPoint, bool network) -> std::optional<VolumeCapacity> {
         if (!network)
             return VolumeCapacity{uint64_t(10 * GB), uint64_t(5 * GB)};
-        ++networkChecks;
-        answered.wait_for(std::chrono::seconds(3));
+        ++server->checks;
+        server->answered.wait_for(std::chrono::seconds(5));
         return mountPoint == "/mnt/share" ? std::optional(VolumeCapacity{uint64_t(8 * GB), uint64_t(2 * GB)}) : std::nullopt;
     };
+    SnapshotRoot root("sys-basic-1");
     DiskMonitor disks(std::make_unique<LinuxDiskReader>(root.sysfs(), probe));
+    disks.scanVolumes(true, true);
+    ASSERT_TRUE(test::waitUntil([&] { return server->checks == 1; }, 5000));
     const auto started = std::chrono::steady_clock::now();
     for (int scan = 0; scan < 3; ++scan)
         disks.scanVolumes(true, true);
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
-    EXPECT_EQ(networkChecks, 1);
+    EXPECT_EQ(server->checks, 1);
     EXPECT_FALSE(names(disks.volumes).contains("share")); // no figures yet
-    answer.set_value();
+    server->answer.set_value();
     ASSERT_TRUE(scanUntilListed(disks, true, true, "share"));
     // Later scans show the last figures while the next check runs.
     disks.scanVolumes(true, true);

@@ -130,7 +130,7 @@ TEST(ProcessMonitor, ResidentSetsAreExactAndProcessesWithoutIoAreListed)
     root.useScratch();
     const auto stat = [&](int pid, int rssPages, int ticks) {
         test::writeFile(root.scratch(QString("proc/%1/stat").arg(pid)),
-                        QString("%1 (p) S 1 1 1 0 -1 0 0 0 0 0 %2 0 0 0 20 0 1 0 1 1 %3\n").arg(pid).arg(ticks).arg(rssPages).toUtf8());
+                        QString("%1 (p) S 1 1 1 0 -1 0 0 0 0 0 %2 0 0 0 20 0 1 0 1 1 %3 18446744073709551615 1 1\n").arg(pid).arg(ticks).arg(rssPages).toUtf8());
     };
     const auto statm = [&](int pid, int rssPages) {
         test::writeFile(root.scratch(QString("proc/%1/statm").arg(pid)), QString("9000 %1 50 1 0 80 0\n").arg(rssPages).toUtf8());
