@@ -16,7 +16,7 @@ using namespace pulsebar;
 
 namespace {
 
-SysFs live() { return SysFs("/"); }
+RootedFileReader live() { return RootedFileReader("/"); }
 
 // The clock moves a second per call, so every sample after the first computes rates.
 std::function<double()> steppingClock()
@@ -122,7 +122,7 @@ BENCHMARK(BM_ProcessTop);
 // LinuxProcessReader::residentRefreshSamples.
 static void BM_ProcessExactResidentRead(benchmark::State& state, const char* file)
 {
-    const SysFs fs = live();
+    const RootedFileReader fs = live();
     char buffer[4096];
     for (auto _ : state)
         benchmark::DoNotOptimize(fs.readInto(file, buffer, sizeof buffer));

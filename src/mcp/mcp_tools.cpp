@@ -2,7 +2,7 @@
 
 #include "core/app_settings.h"
 #include "core/fmt.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "history/history_store.h"
 #include "insight/insight_engine.h"
 #include "mcp/mcp_arguments.h"
@@ -110,15 +110,6 @@ std::optional<QString> adapterDescription(const BatteryMonitor& battery)
     return std::nullopt;
 }
 
-QString pressureText(int level)
-{
-    if (level < 2)
-        return QStringLiteral("normal");
-    if (level < 4)
-        return QStringLiteral("warning");
-    return QStringLiteral("critical");
-}
-
 // Space that can be freed on demand: what counts as free for important use beyond the plain free space.
 double purgeable(const Volume& volume)
 {
@@ -153,7 +144,7 @@ QJsonObject memorySummary(const MemoryMonitor& memory)
                        {"used", McpValue::size(memory.app + memory.wired + memory.compressed, 1024)},
                        {"total", McpValue::size(memory.total, 1024)},
                        {"pressure_percent", r(memory.pressure)},
-                       {"pressure", pressureText(memory.pressureLevel)},
+                       {"pressure", enumName(memory.pressureLevel)},
                        {"swap_used", McpValue::size(memory.swapUsed, 1024)},
                        {"swap_total", McpValue::size(memory.swapTotal, 1024)}};
 }

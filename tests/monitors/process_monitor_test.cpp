@@ -224,13 +224,13 @@ TEST(ProcessActions, ForceTerminateKillsAChildProcess)
 // library) is not overridden by the next reader.
 TEST(ProcessMonitor, TheDescriptorLimitIsRaisedOnlyOnce)
 {
-    LinuxProcessReader first(SysFs("/"));
+    LinuxProcessReader first(RootedFileReader("/"));
     struct rlimit limit {};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
     const struct rlimit before = limit;
     limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 512);
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-    LinuxProcessReader second(SysFs("/"));
+    LinuxProcessReader second(RootedFileReader("/"));
     EXPECT_TRUE(ProcessActions::location(int32_t(::getpid())));
     struct rlimit after {};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &after), 0);

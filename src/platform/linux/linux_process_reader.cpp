@@ -51,7 +51,7 @@ rlim_t raisedDescriptorLimit()
 
 } // namespace
 
-LinuxProcessReader::LinuxProcessReader(SysFs sysfs) : m_sysfs(std::move(sysfs))
+LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::move(sysfs))
 {
     const long ticks = ::sysconf(_SC_CLK_TCK);
     m_ticksToNanos = 1e9 / double(ticks > 0 ? ticks : 100);
@@ -134,7 +134,7 @@ std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
         const long statSize = files.stat.read(stat, sizeof stat);
         const long ioSize = files.io.read(io, sizeof io);
         if (ioSize <= 0)
-            files.io = SysFs::OpenFile(); // another user's process: its io is not asked again
+            files.io = RootedFileReader::OpenFile(); // another user's process: its io is not asked again
         const auto usage = usageFrom(pid, stat, statSize, io, ioSize);
         if (usage)
             m_held.emplace(pid, std::move(files));
@@ -163,9 +163,9 @@ std::optional<QString> LinuxProcessReader::executablePath(int32_t pid)
     return executablePath(m_sysfs, pid);
 }
 
-std::optional<QString> LinuxProcessReader::executablePath(const SysFs& sysfs, int32_t pid)
+std::optional<QString> LinuxProcessReader::executablePath(const RootedFileReader& files, int32_t pid)
 {
-    const auto target = sysfs.readLink(PidPath(pid, "exe"));
+    const auto target = files.readLink(PidPath(pid, "exe"));
     if (!target || target->empty() || target->front() != '/')
         return std::nullopt;
     std::string path = *target;

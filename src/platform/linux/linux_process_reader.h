@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/process_monitor.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <unordered_map>
 
@@ -13,7 +13,7 @@ namespace pulsebar {
 // disk activity.
 class LinuxProcessReader : public ProcessReader {
 public:
-    explicit LinuxProcessReader(SysFs sysfs);
+    explicit LinuxProcessReader(RootedFileReader sysfs);
 
     bool listPids(std::vector<int32_t>& out) override;
     std::optional<ProcessUsage> usage(int32_t pid) override;
@@ -24,7 +24,7 @@ public:
     bool isHoldingFiles(int32_t pid) const { return m_held.count(pid) > 0; }
 
     // The target of proc/PID/exe, without constructing a reader.
-    static std::optional<QString> executablePath(const SysFs& sysfs, int32_t pid);
+    static std::optional<QString> executablePath(const RootedFileReader& files, int32_t pid);
 
     // Samples between two exact readings of one process's resident set; processes take their turns
     // spread over the samples, so each sample reads statm for about one process in this many.
@@ -34,15 +34,15 @@ private:
     // The two counter files of a process, held open across samples. A held file belongs to the
     // process it was opened for: once that process ends, reading fails, even if its pid was reused.
     struct HeldFiles {
-        SysFs::OpenFile stat;
-        SysFs::OpenFile io; // not open for another user's process
+        RootedFileReader::OpenFile stat;
+        RootedFileReader::OpenFile io; // not open for another user's process
     };
 
     std::optional<ProcessUsage> usageFrom(int32_t pid, const char* stat, long statSize, const char* io, long ioSize);
     // stat's resident set, corrected by the difference to statm's exact figure at its last reading.
     uint64_t residentBytes(int32_t pid, uint64_t statPages);
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     double m_ticksToNanos;
     uint64_t m_pageSize;
     bool m_holdFiles;        // only on a real proc file system: fixture files are replaced, not rewritten

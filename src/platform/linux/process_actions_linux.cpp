@@ -20,7 +20,7 @@ namespace pulsebar::ProcessActions {
 
 std::optional<QString> location(int32_t pid)
 {
-    const auto executable = LinuxProcessReader::executablePath(SysFs::fromEnvironment(), pid);
+    const auto executable = LinuxProcessReader::executablePath(RootedFileReader::fromEnvironment(), pid);
     return executable ? locationFromExecutable(*executable) : std::nullopt;
 }
 

@@ -1,4 +1,4 @@
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include "../support/test_support.h"
 
@@ -34,14 +34,14 @@ TEST(SysText, FieldMatchesWholeKeys)
     EXPECT_EQ(SysText::field("pswpin 12\npswpout 3", "pswpout"), "3");
 }
 
-TEST(SysFs, ReadsBelowItsRootAndFailsSoftly)
+TEST(RootedFileReader, ReadsBelowItsRootAndFailsSoftly)
 {
     QTemporaryDir dir;
     test::writeFile(dir.path() + "/sys/class/x/value", "  123\n");
     test::writeFile(dir.path() + "/sys/class/x/garbage", "12 34");
     test::writeFile(dir.path() + "/sys/class/x/empty", "");
     test::writeFile(dir.path() + "/proc/b", "line one\nline two\n");
-    const SysFs fs(dir.path().toStdString()); // no trailing slash on purpose
+    const RootedFileReader fs(dir.path().toStdString()); // no trailing slash on purpose
     EXPECT_EQ(fs.readInt("sys/class/x/value"), 123);
     EXPECT_EQ(fs.readInt("/sys/class/x/value"), 123);
     EXPECT_FALSE(fs.readInt("sys/class/x/garbage"));
@@ -57,26 +57,26 @@ TEST(SysFs, ReadsBelowItsRootAndFailsSoftly)
     EXPECT_FALSE(fs.readText("sys/class")); // a directory is not a file
 
     test::ScopedEnv root("PULSEBAR_SYSROOT", dir.path());
-    EXPECT_EQ(SysFs::fromEnvironment().readInt("sys/class/x/value"), 123);
+    EXPECT_EQ(RootedFileReader::fromEnvironment().readInt("sys/class/x/value"), 123);
 }
 
 // A special file planted where a file belongs reads as missing, at once: a FIFO would block a read
 // forever and /dev/zero would never end.
-TEST(SysFs, OnlyRegularFilesAreRead)
+TEST(RootedFileReader, OnlyRegularFilesAreRead)
 {
     QTemporaryDir dir;
     const std::string root = dir.path().toStdString();
     ASSERT_EQ(::mkfifo((root + "/fifo").c_str(), 0600), 0);
     ASSERT_EQ(::symlink("/dev/zero", (root + "/zero").c_str()), 0);
     ASSERT_EQ(::mkdir((root + "/folder").c_str(), 0700), 0);
-    const SysFs fs(root);
+    const RootedFileReader fs(root);
     for (const char* name : {"fifo", "zero", "folder"}) {
         SCOPED_TRACE(name);
         EXPECT_FALSE(fs.readText(name));
         EXPECT_FALSE(fs.readInt(name));
         EXPECT_FALSE(fs.open(name).isOpen());
         std::string text;
-        SysFs::RepeatedFile repeated(fs, name);
+        RootedFileReader::RepeatedFile repeated(fs, name);
         EXPECT_FALSE(repeated.readText(text));
         EXPECT_FALSE(fs.writeText(name, "1"));
     }
@@ -84,13 +84,13 @@ TEST(SysFs, OnlyRegularFilesAreRead)
 
 // The kernel hands a proc file made of many records over a page or so per read; the text must still
 // arrive whole. The process's own memory map is such a file, many pages long in a test binary.
-TEST(SysFs, ProcFilesLongerThanAPageAreReadWhole)
+TEST(RootedFileReader, ProcFilesLongerThanAPageAreReadWhole)
 {
-    const SysFs fs("/");
+    const RootedFileReader fs("/");
     std::string held;
     ASSERT_TRUE(fs.open("proc/self/maps").readText(held));
     std::string repeated;
-    SysFs::RepeatedFile file(fs, "proc/self/maps");
+    RootedFileReader::RepeatedFile file(fs, "proc/self/maps");
     ASSERT_TRUE(file.readText(repeated));
     std::vector<char> buffer(1 << 20);
     const long n = fs.readInto("proc/self/maps", buffer.data(), buffer.size());
