@@ -20,35 +20,44 @@ namespace {
 
 constexpr double GB = 1e9;
 
-// statvfs stand-in: the capacities of the fixture's mount points, and a log of what was asked.
+// statvfs stand-in: the capacities of the fixture's mount points, and a log of what was asked. Network
+// volumes are asked from a thread of their own, which may outlive the test: it shares the state.
 struct FakeCapacities {
-    std::map<std::string, VolumeCapacity> byMountPoint{
-        {"/", {uint64_t(100 * GB), uint64_t(40 * GB), uint64_t(10 * GB)}},
-        {"/home", {uint64_t(500 * GB), uint64_t(100 * GB)}},
-        {"/media/user/STICK", {uint64_t(16 * GB), uint64_t(8 * GB)}},
-        {"/media/user/Passport", {uint64_t(2000 * GB), uint64_t(1000 * GB)}},
-        {"/mnt/share", {uint64_t(1000 * GB), uint64_t(500 * GB)}},
-        {"/snap/recovery", {uint64_t(1 * GB), 0}},
-        {"/mnt/Backup", {uint64_t(1000 * GB), uint64_t(10 * GB)}},
-        {"/mnt/empty", {0, 0}},
-        {"/mnt/Archive Disk", {uint64_t(300 * GB), uint64_t(30 * GB)}},
+    struct State {
+        std::map<std::string, VolumeCapacity> byMountPoint{
+            {"/", {uint64_t(100 * GB), uint64_t(40 * GB), uint64_t(10 * GB)}},
+            {"/home", {uint64_t(500 * GB), uint64_t(100 * GB)}},
+            {"/media/user/STICK", {uint64_t(16 * GB), uint64_t(8 * GB)}},
+            {"/media/user/Passport", {uint64_t(2000 * GB), uint64_t(1000 * GB)}},
+            {"/mnt/share", {uint64_t(1000 * GB), uint64_t(500 * GB)}},
+            {"/snap/recovery", {uint64_t(1 * GB), 0}},
+            {"/mnt/Backup", {uint64_t(1000 * GB), uint64_t(10 * GB)}},
+            {"/mnt/empty", {0, 0}},
+            {"/mnt/Archive Disk", {uint64_t(300 * GB), uint64_t(30 * GB)}},
+        };
+        std::vector<std::string> asked;
+        std::mutex mutex;
     };
-    std::vector<std::string> asked;
-    std::mutex mutex; // network volumes are asked from a thread of their own
+    std::shared_ptr<State> state = std::make_shared<State>();
 
-    bool wasAsked(const std::string& mountPoint)
+    bool wasAsked(const std::string& mountPoint) const
     {
-        const std::lock_guard lock(mutex);
-        return std::find(asked.begin(), asked.end(), mountPoint) != asked.end();
+        const std::lock_guard lock(state->mutex);
+        return std::find(state->asked.begin(), state->asked.end(), mountPoint) != state->asked.end();
+    }
+    void forgetAsked() const
+    {
+        const std::lock_guard lock(state->mutex);
+        state->asked.clear();
     }
 
-    LinuxDiskReader::CapacityProbe probe()
+    LinuxDiskReader::CapacityProbe probe() const
     {
-        return [this](const std::string& mountPoint, bool) -> std::optional<VolumeCapacity> {
-            const std::lock_guard lock(mutex);
-            asked.push_back(mountPoint);
-            const auto found = byMountPoint.find(mountPoint);
-            return found == byMountPoint.end() ? std::nullopt : std::optional(found->second);
+        return [state = state](const std::string& mountPoint, bool) -> std::optional<VolumeCapacity> {
+            const std::lock_guard lock(state->mutex);
+            state->asked.push_back(mountPoint);
+            const auto found = state->byMountPoint.find(mountPoint);
+            return found == state->byMountPoint.end() ? std::nullopt : std::optional(found->second);
         };
     }
 };
@@ -154,10 +163,7 @@ TEST(DiskMonitor, VolumeListingRules)
 
     disks.scanVolumes(false, true);
     EXPECT_EQ(names(disks.volumes), (QStringList{"/", "Archive Disk", "Backup", "Home Space", "Passport", "STICK"}));
-    {
-        const std::lock_guard lock(capacities.mutex);
-        capacities.asked.clear();
-    }
+    capacities.forgetAsked();
     disks.scanVolumes(false, false);
     EXPECT_EQ(names(disks.volumes), (QStringList{"/", "Archive Disk", "Backup", "Home Space"}));
     // A network server that is not listed is never asked for its capacity.
