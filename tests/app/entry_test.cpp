@@ -36,7 +36,7 @@ TEST_F(Entry, DumpWinsOverEveryOtherModeAndTakesTheNextArgumentAsItsFolder)
     const QByteArray request = R"({"jsonrpc":"2.0","id":1,"method":"ping"})" "\n";
     const QString out = home.path() + "/dump-out";
     // Rendering every sample state takes a while on a busy machine.
-    constexpr int dumpTimeoutMs = 180000;
+    constexpr int dumpTimeoutMs = 300000;
     RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), request, {}, dumpTimeoutMs);
     EXPECT_EQ(r.exitCode, 0) << r.err.constData();
     EXPECT_FALSE(r.out.contains("jsonrpc"));

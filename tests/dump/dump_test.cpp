@@ -19,7 +19,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     QTemporaryDir home;
     const QString out = home.path() + "/render";
     // A dump draws about a hundred panels and runs three real ticks for the live state.
-    const RunResult r = runPulsebar({"--dump", out}, home.path(), {}, {}, 180000);
+    const RunResult r = runPulsebar({"--dump", out}, home.path(), {}, {}, 300000);
     ASSERT_TRUE(r.finished);
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.trimmed(), QFileInfo(out).absoluteFilePath().toUtf8());
@@ -47,7 +47,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
-    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 8);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 8);
 
     // Every panel of every state, the live one included, as a picture in the index and as its texts.
     for (const QString& state : states + QStringList{"live"}) {
@@ -66,13 +66,22 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/no-battery/panels.json")).object()["battery"].toObject()["sections"]
                   .toArray()[0].toObject()["rows"].toArray()[0].toObject()["value"].toString(),
               "This computer has no battery.");
+    
+    // What a tray shows: a sheet of square icons, two bars, and the labels, a two-line text on one line.
+    EXPECT_EQ(QImage(out + "/busy/tray-icons.png").height(), 11 * 30);
+    EXPECT_EQ(QImage(out + "/busy/tray-bar-dark.png").height(), 32);
+    EXPECT_TRUE(index.contains("busy/tray-bar-light.png"));
+    const QString labels = QString::fromUtf8(readFile(out + "/busy/tray-labels.txt"));
+    EXPECT_TRUE(labels.contains(QString::fromUtf8("network text: \"↑ ")) && labels.contains(QString::fromUtf8(" ↓ ")))
+        << labels.toStdString();
+    EXPECT_TRUE(labels.contains("cpu icon: \"\" guide \"\""));
 }
 
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
     // The working folder is the home; rendering every sample state takes a while on a busy machine.
-    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 180000);
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 300000);
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));
