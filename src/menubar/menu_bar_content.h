@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/config.h"
-#include "monitors/memory_monitor.h"
+#include "hub/hub_snapshot.h"
 #include "menubar/menu_bar_part.h"
 
 #include <QString>
@@ -13,54 +13,6 @@ namespace pulsebar {
 
 class Hub;
 
-// The live values the menu-bar items show, copied out of the hub's monitors once per redraw, so that
-// what an item shows is a pure function of plain numbers (and sample states can be drawn without a
-// machine behind them).
-struct MenuBarReadings {
-    double now = 0; // seconds since 1970
-
-    double cpuUser = 0;   // percent
-    double cpuSystem = 0; // percent
-    std::vector<double> cpuHistory; // user + system percent, oldest first
-
-    bool hasGPU = false;
-    double gpuUtilization = 0; // percent
-    std::vector<double> gpuHistory;
-
-    double memoryPressure = 0; // percent
-    MemoryPressureLevel memoryPressureLevel = MemoryPressureLevel::normal;
-    double memoryUsed = 0; // percent
-
-    std::optional<double> startupDiskUsed; // percent; absent without a startup volume
-
-    std::optional<bool> internetReachable;
-    double upload = 0;   // bytes per second
-    double download = 0; // bytes per second
-    std::vector<double> uploadHistory;
-    std::vector<double> downloadHistory;
-
-    std::optional<double> temperature; // °C, the hub's menu-bar temperature
-    std::optional<double> fanRpm;      // the fastest fan
-
-    bool hasBattery = false;
-    double batteryPercent = 0;
-    bool batteryCharging = false;
-
-    struct Weather {
-        QString symbol; // for the current code, by day or night
-        double temperature = 0; // °C
-    };
-    std::optional<Weather> weather; // absent before the first report
-
-    struct SunEvent {
-        bool isSunrise = true;
-        double time = 0; // seconds since 1970
-    };
-    std::optional<SunEvent> nextSunEvent; // absent with no sun event ahead
-
-    static MenuBarReadings from(const Hub& hub);
-};
-
 // What each module's item shows, as parts for MenuBarRenderer.
 namespace MenuBarContent {
 
@@ -69,10 +21,11 @@ inline const QString uploadArrow = QStringLiteral("↑");
 inline const QString downloadArrow = QStringLiteral("↓");
 
 MenuBarParts parts(const ModuleConfig& module, const Hub& hub, const Config& config);
-MenuBarParts parts(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config);
+// What an item shows of a snapshot; `readings.time` is the time the clocks show.
+MenuBarParts parts(const ModuleConfig& module, const HubSnapshot& readings, const Config& config);
 
 // Every part of the module, before the display style picks among them.
-MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
+MenuBarParts allParts(ModuleKind kind, const HubSnapshot& readings, const Config& config);
 
 // text: the text parts; graph: the graphic; graphAndText: both; icon: the symbol or glyph; iconAndText:
 // the symbol and the text. A style that would leave the item empty shows its text instead (then its icon),
@@ -83,9 +36,9 @@ MenuBarParts select(const MenuBarParts& parts, DisplayStyle style);
 // "CPU", "Memory", …: how the module is named to the user.
 QString title(ModuleKind kind);
 // The module's texts, one per line (a stacked part gives two).
-QStringList lines(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
+QStringList lines(ModuleKind kind, const HubSnapshot& readings, const Config& config);
 // The one-line description of the item for tooltips and the dropdown placeholder.
-QString summary(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
+QString summary(ModuleKind kind, const HubSnapshot& readings, const Config& config);
 
 // How a clock is named in the menu bar: the city of its zone, or the zone's abbreviation at `now`.
 QString clockLabel(const QString& zoneId, ClockLabel label, double now);

@@ -14,7 +14,7 @@
 namespace pulsebar {
 
 StatusItemController::StatusItemController(Hub& hub, AppSettings& settings, QObject* parent)
-    : QObject(parent), readings([&hub] { return MenuBarReadings::from(hub); }), m_hub(hub), m_settings(settings)
+    : QObject(parent), readings([&hub] { return HubSnapshot::of(hub); }), m_hub(hub), m_settings(settings)
 {
 }
 
@@ -29,7 +29,7 @@ void StatusItemController::rebuild()
 {
     closeDropdown();
     m_entries.clear(); // deleting a QSystemTrayIcon removes it from the tray
-    const bool hasBattery = readings().hasBattery;
+    const bool hasBattery = readings().batteryPresent;
     for (const ModuleConfig& module : m_settings.config().modules) {
         if (!module.enabled || (module.kind == ModuleKind::battery && !hasBattery))
             continue;
@@ -48,7 +48,7 @@ void StatusItemController::rebuild()
 void StatusItemController::refresh()
 {
     const Config& config = m_settings.config();
-    const MenuBarReadings live = readings();
+    const HubSnapshot live = readings();
     const MenuBarRenderer::Context context = MenuBarRenderer::Context::current();
     for (Entry& entry : m_entries) {
         if (!entry.item)

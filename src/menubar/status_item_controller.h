@@ -53,7 +53,7 @@ public:
     std::function<void()> onCheckForUpdates;
 
     // Where the live values come from; tests and the diagnostics dump replace it.
-    std::function<MenuBarReadings()> readings;
+    std::function<HubSnapshot()> readings;
 
     // The names the items carry, so the desktop can tell them apart: "Pulsebar.cpu".
     static QString autosaveName(ModuleKind kind);

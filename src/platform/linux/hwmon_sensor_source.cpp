@@ -205,11 +205,5 @@ std::optional<Fan> HwmonSensorSource::readFan(int index)
     return Fan{index, *rpm, m_sysfs.readDouble(files.minimum).value_or(0), m_sysfs.readDouble(files.maximum).value_or(0)};
 }
 
-std::shared_ptr<SensorSource> systemSensorSource()
-{
-    if (SMC::shared().isOpen())
-        return std::make_shared<SMCSensorSource>(SMC::shared());
-    return std::make_shared<HwmonSensorSource>(RootedFileReader::fromEnvironment());
-}
 
 } // namespace pulsebar
