@@ -105,7 +105,7 @@ TEST(Hub, TicksOverFixtureReadersGiveTheSnapshotTheInsightAndTheHistoryRows)
                               SQLITE_OPEN_READONLY, nullptr),
               SQLITE_OK);
     sqlite3_stmt* rows = nullptr;
-    sqlite3_prepare_v2(db, "SELECT ts, cpuUser, memoryPressure FROM raw ORDER BY ts", -1, &rows, nullptr);
+    sqlite3_prepare_v2(db, "SELECT ts, cpu_user, mem_pressure FROM raw ORDER BY ts", -1, &rows, nullptr);
     std::vector<std::array<double, 3>> recorded;
     while (sqlite3_step(rows) == SQLITE_ROW)
         recorded.push_back({sqlite3_column_double(rows, 0), sqlite3_column_double(rows, 1), sqlite3_column_double(rows, 2)});
