@@ -36,6 +36,7 @@ HubSnapshot idle()
     r.uploadHistory = trail(1200, 900);
     r.downloadHistory = trail(5400, 4000);
     r.menubarTemperature = 41;
+    r.sensorsReady = true;
     r.batteryPresent = true;
     r.batteryPercent = 84;
     r.weather = HubSnapshot::Weather{QStringLiteral("cloud.sun.fill"), 17};

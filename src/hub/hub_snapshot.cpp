@@ -20,7 +20,7 @@ std::optional<double> LiveVolume::usedPercent() const
 {
     if (!(total > 0))
         return std::nullopt;
-    return (total - std::max(available, 0.0)) / total * 100.0;
+    return diskUsedPercent(total, available, reserved);
 }
 
 std::optional<double> HubSnapshot::batteryWatts() const
@@ -81,7 +81,7 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
     s.diskReadRate = hub.disks.readRate;
     s.diskWriteRate = hub.disks.writeRate;
     if (const auto volume = hub.disks.startupVolume())
-        s.startupVolume = LiveVolume{volume->total, volume->available};
+        s.startupVolume = LiveVolume{volume->total, volume->available, volume->reserved};
 
     const NetworkMonitor& network = hub.network;
     s.download = network.download;
@@ -101,6 +101,7 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
     s.fastestFanRpm = hub.sensors.fastestFanRpm();
     s.cpuTemperature = hub.sensors.cpuTemperature();
     s.menubarTemperature = hub.menubarTemperature();
+    s.sensorsReady = hub.sensors.isReady;
     if (const std::optional<Sensor> systemPower = hub.sensors.sensor(QStringLiteral("PSTR")))
         s.systemPower = systemPower->value;
 

@@ -14,11 +14,12 @@ namespace pulsebar {
 
 class Hub;
 
-// The two figures of the startup volume that matter to the readers.
+// The figures of the startup volume that matter to the readers.
 struct LiveVolume {
     double total = 0;     // bytes
-    double available = 0; // bytes free
-    // (total − free) ÷ total × 100, a negative free counting as none; absent when total is not above 0.
+    double available = 0; // bytes free for the user
+    double reserved = 0;  // bytes kept for the system
+    // As the disks item shows it (diskUsedPercent); absent when total is not above 0.
     std::optional<double> usedPercent() const;
 };
 
@@ -72,6 +73,7 @@ struct HubSnapshot {
     std::optional<double> cpuTemperature;     // °C
     std::optional<double> menubarTemperature; // °C, Hub::menubarTemperature
     std::optional<double> systemPower;        // watts, when the machine reports its total draw
+    bool sensorsReady = false; // sensor discovery has finished: a missing temperature stays missing
 
     // Battery
     bool batteryPresent = false;

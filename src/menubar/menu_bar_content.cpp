@@ -66,23 +66,13 @@ QString timeText(double seconds)
 // The widest time the locale writes, so clock items do not change width over the day.
 QString timeTemplate()
 {
-    return QLocale().toString(QTime(22, 58), QLocale::ShortFormat);
+    return Fmt::time(QDateTime(QDate(2000, 1, 1), QTime(22, 58), QTimeZone::utc()), QTimeZone::utc());
 }
 
 QString diskUsedText(const std::optional<LiveVolume>& startup)
 {
     const std::optional<double> used = startup ? startup->usedPercent() : std::nullopt;
     return used ? Fmt::percent(*used) : QStringLiteral("—");
-}
-
-PartColor pressureColor(MemoryPressureLevel level)
-{
-    switch (level) {
-    case MemoryPressureLevel::normal: return PartColor::green;
-    case MemoryPressureLevel::warning: return PartColor::yellow;
-    case MemoryPressureLevel::critical: return PartColor::red;
-    }
-    return PartColor::green;
 }
 
 QString temperature(const Config& config, std::optional<double> celsius)
@@ -160,6 +150,16 @@ MenuBarParts clocks(const HubSnapshot& r, const Config& config)
 }
 
 } // namespace
+
+PartColor pressureColor(MemoryPressureLevel level)
+{
+    switch (level) {
+    case MemoryPressureLevel::normal: return PartColor::green;
+    case MemoryPressureLevel::warning: return PartColor::yellow;
+    case MemoryPressureLevel::critical: return PartColor::red;
+    }
+    return PartColor::green;
+}
 
 QString title(ModuleKind kind)
 {
@@ -244,7 +244,13 @@ MenuBarParts select(const MenuBarParts& parts, DisplayStyle style)
 
 MenuBarParts parts(const ModuleConfig& module, const HubSnapshot& readings, const Config& config)
 {
-    return select(allParts(module.kind, readings, config), module.style);
+    const MenuBarParts all = allParts(module.kind, readings, config);
+    MenuBarParts chosen = select(all, module.style);
+    // Offline must not look like idle: a style without the symbol still shows the crossed-out one.
+    const bool offline = module.kind == ModuleKind::network && readings.internetReachable == false;
+    if (offline && std::none_of(chosen.begin(), chosen.end(), [](const MenuBarPart& p) { return p.isIcon(); }))
+        chosen.insert(chosen.begin(), all.front());
+    return chosen;
 }
 
 MenuBarParts parts(const ModuleConfig& module, const Hub& hub, const Config& config)
@@ -264,9 +270,35 @@ QStringList lines(ModuleKind kind, const HubSnapshot& readings, const Config& co
     return out;
 }
 
-QString summary(ModuleKind kind, const HubSnapshot& readings, const Config& config)
+std::optional<QString> unavailableReason(ModuleKind kind, const HubSnapshot& r)
 {
-    return (QStringList{title(kind)} + lines(kind, readings, config)).join(QLatin1Char(' '));
+    switch (kind) {
+    case ModuleKind::gpu:
+        if (!r.gpuUtilization)
+            return QStringLiteral("No graphics processor found on this computer");
+        break;
+    case ModuleKind::disks:
+        if (!r.startupVolume)
+            return QStringLiteral("No startup disk found on this computer");
+        break;
+    case ModuleKind::sensors:
+        if (!r.menubarTemperature && r.sensorsReady)
+            return QStringLiteral("No temperature sensors found on this computer");
+        break;
+    case ModuleKind::battery:
+        if (!r.batteryPresent)
+            return QStringLiteral("No battery found on this computer");
+        break;
+    default: break;
+    }
+    return std::nullopt;
+}
+
+QString toolTip(ModuleKind kind, const HubSnapshot& readings, const Config& config)
+{
+    if (const auto reason = unavailableReason(kind, readings))
+        return *reason;
+    return lines(kind, readings, config).join(QLatin1Char('\n'));
 }
 
 QString clockLabel(const QString& zoneId, ClockLabel label, double now)
