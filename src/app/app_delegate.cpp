@@ -17,7 +17,7 @@
 namespace pulsebar {
 
 AppDelegate::AppDelegate(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings), m_hub(std::make_unique<Hub>(settings))
+    : QObject(parent), m_settings(settings), m_hub(std::make_unique<Hub>(settings, systemReaders()))
 {
 }
 

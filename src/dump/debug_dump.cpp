@@ -73,7 +73,7 @@ QImage strip(const SampleState& state, const Config& config, const MenuBarRender
 {
     std::vector<QImage> items;
     for (const ModuleConfig& module : config.modules) {
-        if (!module.enabled || (module.kind == ModuleKind::battery && !state.readings.hasBattery))
+        if (!module.enabled || (module.kind == ModuleKind::battery && !state.readings.batteryPresent))
             continue;
         items.push_back(MenuBarRenderer::image(MenuBarContent::parts(module, state.readings, config), state.monochrome,
                                                context));

@@ -17,37 +17,36 @@ std::vector<double> trail(double level, double swing, int count = 120)
     return out;
 }
 
-MenuBarReadings idle()
+HubSnapshot idle()
 {
-    MenuBarReadings r;
-    r.now = sampleTime;
+    HubSnapshot r;
+    r.time = sampleTime;
     r.cpuUser = 3;
     r.cpuSystem = 2;
     r.cpuHistory = trail(5, 3);
-    r.hasGPU = true;
     r.gpuUtilization = 2;
     r.gpuHistory = trail(2, 2);
     r.memoryPressure = 22;
     r.memoryPressureLevel = MemoryPressureLevel::normal;
     r.memoryUsed = 38;
-    r.startupDiskUsed = 41;
+    r.startupVolume = LiveVolume{100, 59};
     r.internetReachable = true;
     r.upload = 1200;
     r.download = 5400;
     r.uploadHistory = trail(1200, 900);
     r.downloadHistory = trail(5400, 4000);
-    r.temperature = 41;
+    r.menubarTemperature = 41;
     r.sensorsReady = true;
-    r.hasBattery = true;
+    r.batteryPresent = true;
     r.batteryPercent = 84;
-    r.weather = MenuBarReadings::Weather{QStringLiteral("cloud.sun.fill"), 17};
-    r.nextSunEvent = MenuBarReadings::SunEvent{false, sampleTime + 8.5 * 3600};
+    r.weather = HubSnapshot::Weather{QStringLiteral("cloud.sun.fill"), 17};
+    r.nextSunEvent = HubSnapshot::SunEvent{false, sampleTime + 8.5 * 3600};
     return r;
 }
 
-MenuBarReadings busy()
+HubSnapshot busy()
 {
-    MenuBarReadings r = idle();
+    HubSnapshot r = idle();
     r.cpuUser = 71;
     r.cpuSystem = 17;
     r.cpuHistory = trail(80, 18);
@@ -60,24 +59,24 @@ MenuBarReadings busy()
     r.download = 38.5e6;
     r.uploadHistory = trail(2.4e6, 1.5e6);
     r.downloadHistory = trail(38.5e6, 20e6);
-    r.temperature = 78;
-    r.fanRpm = 3400;
+    r.menubarTemperature = 78;
+    r.fastestFanRpm = 3400;
     r.batteryPercent = 62;
-    r.weather = MenuBarReadings::Weather{QStringLiteral("cloud.rain.fill"), 9};
+    r.weather = HubSnapshot::Weather{QStringLiteral("cloud.rain.fill"), 9};
     return r;
 }
 
-MenuBarReadings hot()
+HubSnapshot hot()
 {
-    MenuBarReadings r = busy();
+    HubSnapshot r = busy();
     r.cpuUser = 92;
     r.cpuSystem = 7;
     r.cpuHistory = trail(96, 4);
     r.memoryPressure = 91;
     r.memoryPressureLevel = MemoryPressureLevel::critical;
-    r.temperature = 99;
-    r.fanRpm = 6800;
-    r.weather = MenuBarReadings::Weather{QStringLiteral("sun.max.fill"), 34};
+    r.menubarTemperature = 99;
+    r.fastestFanRpm = 6800;
+    r.weather = HubSnapshot::Weather{QStringLiteral("sun.max.fill"), 34};
     return r;
 }
 
@@ -90,17 +89,17 @@ std::vector<SampleState> sampleStates()
     out.push_back({QStringLiteral("busy"), busy()});
     out.push_back({QStringLiteral("hot"), hot()});
 
-    MenuBarReadings charging = idle();
+    HubSnapshot charging = idle();
     charging.batteryPercent = 10;
     charging.batteryCharging = true;
     out.push_back({QStringLiteral("charging"), charging});
 
-    MenuBarReadings noBattery = busy();
-    noBattery.hasBattery = false;
+    HubSnapshot noBattery = busy();
+    noBattery.batteryPresent = false;
     noBattery.batteryPercent = 0;
     out.push_back({QStringLiteral("no-battery"), noBattery});
 
-    MenuBarReadings offline = idle();
+    HubSnapshot offline = idle();
     offline.internetReachable = false;
     offline.upload = offline.download = 0;
     offline.uploadHistory = offline.downloadHistory = std::vector<double>(120, 0.0);
@@ -109,9 +108,9 @@ std::vector<SampleState> sampleStates()
 
     out.push_back({QStringLiteral("monochrome"), busy(), true, false});
 
-    MenuBarReadings night = busy();
-    night.weather = MenuBarReadings::Weather{QStringLiteral("moon.stars.fill"), 6};
-    night.nextSunEvent = MenuBarReadings::SunEvent{true, sampleTime + 9 * 3600};
+    HubSnapshot night = busy();
+    night.weather = HubSnapshot::Weather{QStringLiteral("moon.stars.fill"), 6};
+    night.nextSunEvent = HubSnapshot::SunEvent{true, sampleTime + 9 * 3600};
     out.push_back({QStringLiteral("dark"), night, false, true});
     out.push_back({QStringLiteral("light"), busy(), false, false});
     return out;

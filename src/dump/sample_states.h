@@ -11,7 +11,7 @@ namespace pulsebar {
 // A machine state the diagnostics dump draws, with the appearance it is drawn in.
 struct SampleState {
     QString name;
-    MenuBarReadings readings;
+    HubSnapshot readings;
     bool monochrome = false;
     bool dark = false;
 };

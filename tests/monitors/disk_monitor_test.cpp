@@ -270,7 +270,7 @@ TEST(Hub, SamplesTheMonitorsAndRescansVolumesAtMostEveryTenSeconds)
     Config config = settings.config();
     config.showNetworkDisks = false;
     settings.setConfig(config);
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     settings.addObserver([&](const Config& o, const Config& n) { hub.configChanged(o, n); });
     double time = 5000;
     hub.now = [&] { return time; };
