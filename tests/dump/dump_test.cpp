@@ -1,4 +1,5 @@
 #include "core/config.h"
+#include "settings/settings_panes.h"
 #include "../support/test_support.h"
 
 #include <QDir>
@@ -44,6 +45,17 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
     EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1);
+
+    // Every settings pane, light and dark, at the window's size; the dark one is dark.
+    for (const SettingsPaneEntry& pane : settingsPanes()) {
+        const QImage light(out + "/settings-" + pane.id + ".png");
+        const QImage dark(out + "/settings-" + pane.id + "-dark.png");
+        ASSERT_EQ(light.size(), QSize(840, 580)) << pane.id.toStdString();
+        ASSERT_EQ(dark.size(), QSize(840, 580)) << pane.id.toStdString();
+        EXPECT_GT(light.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
+        EXPECT_LT(dark.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
+        EXPECT_TRUE(index.contains("settings-" + pane.id + "-dark.png"));
+    }
 }
 
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
