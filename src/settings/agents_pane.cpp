@@ -80,6 +80,12 @@ public:
             row.snippet->setFont(QFont(QStringLiteral("monospace")));
             row.snippet->hide();
             grid->addWidget(row.snippet, line++, 1, 1, 3);
+            row.copySnippet = named(new QPushButton(QStringLiteral("Copy"), this), QStringLiteral("copySnippet.") + client.id,
+                                    QStringLiteral("Copy the settings to paste"));
+            connect(row.copySnippet, &QPushButton::clicked, row.snippet,
+                    [snippet = row.snippet] { QGuiApplication::clipboard()->setText(snippet->toPlainText()); });
+            row.copySnippet->hide();
+            grid->addWidget(row.copySnippet, line++, 1, 1, 1, Qt::AlignLeft);
             m_rows.push_back(row);
         }
         column()->addLayout(grid);
@@ -107,6 +113,7 @@ private:
         QPushButton* remove = nullptr;
         QLabel* message = nullptr;
         QPlainTextEdit* snippet = nullptr;
+        QPushButton* copySnippet = nullptr;
     };
 
     Row* row(const QString& id)
@@ -135,6 +142,7 @@ private:
         row.message->setVisible(!message.isEmpty());
         row.snippet->setPlainText(snippet);
         row.snippet->setVisible(!snippet.isEmpty());
+        row.copySnippet->setVisible(!snippet.isEmpty() && row.add);
     }
 
     void run(const QString& id, bool add)

@@ -4,6 +4,8 @@
 #include <QFormLayout>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace pulsebar {
 
 namespace {
@@ -56,20 +58,32 @@ private:
     // does not have (yet: discovery runs in the background) stays listed so the choice is not lost.
     void fillSensors(const Config& config)
     {
-        const QSignalBlocker block(m_traySensor);
-        m_traySensor->clear();
-        m_traySensor->addItem(QStringLiteral("Automatic"), QString());
+        std::vector<std::pair<QString, QString>> choices{{QStringLiteral("Automatic"), QString()}};
         bool listed = false;
         const std::vector<Sensor> sensors = m_context.sensors ? m_context.sensors() : std::vector<Sensor>{};
         for (const Sensor& sensor : sensors) {
             if (sensor.kind != SensorKind::temperature)
                 continue;
-            m_traySensor->addItem(
+            choices.emplace_back(
                 QStringLiteral("%1 — %2").arg(sensor.name, format(config.temperatureUnit, sensor.value, 0)), sensor.key);
             listed = listed || sensor.key == config.menubarSensorKey;
         }
         if (config.menubarSensorKey && !listed)
-            m_traySensor->addItem(QStringLiteral("%1 (not found)").arg(*config.menubarSensorKey), *config.menubarSensorKey);
+            choices.emplace_back(QStringLiteral("%1 (not found)").arg(*config.menubarSensorKey), *config.menubarSensorKey);
+
+        // Only the values changed (the usual refresh): texts are updated in place, so an open list stays open.
+        const QSignalBlocker block(m_traySensor);
+        bool sameKeys = m_traySensor->count() == int(choices.size());
+        for (int i = 0; sameKeys && i < m_traySensor->count(); ++i)
+            sameKeys = m_traySensor->itemData(i).toString() == choices[std::size_t(i)].second;
+        if (!sameKeys) {
+            m_traySensor->clear();
+            for (const auto& [title, key] : choices)
+                m_traySensor->addItem(title, key);
+        } else {
+            for (int i = 0; i < m_traySensor->count(); ++i)
+                m_traySensor->setItemText(i, choices[std::size_t(i)].first);
+        }
         m_traySensor->setCurrentIndex(std::max(0, m_traySensor->findData(config.menubarSensorKey.value_or(QString()))));
     }
 

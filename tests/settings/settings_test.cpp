@@ -350,6 +350,8 @@ TEST_F(SettingsFixture, AgentsPaneAddsAndRemovesWithTheSameCodeAsTheCommandLine)
     EXPECT_EQ(readFile(file), commented);
     EXPECT_TRUE(widget<QLabel>("agents", "message.cursor")->text().contains("couldn't be read as plain JSON"));
     EXPECT_TRUE(widget<QPlainTextEdit>("agents", "snippet.cursor")->toPlainText().contains("\"pulsebar\""));
+    widget<QPushButton>("agents", "copySnippet.cursor")->click();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), widget<QPlainTextEdit>("agents", "snippet.cursor")->toPlainText());
 
     widget<QPushButton>("agents", "copy.claude-code")->click();
     EXPECT_EQ(QGuiApplication::clipboard()->text(), AgentClient::command());
