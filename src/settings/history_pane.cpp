@@ -18,9 +18,10 @@ public:
     explicit HistoryPane(SettingsContext& context) : SettingsPane(context)
     {
         QFormLayout* form = addSection(QStringLiteral("History"));
-        addNote(QStringLiteral("Pulsebar keeps 30 days of graph history on this computer, for the 1H · 24H · 7D · "
-                               "30D ranges in the dropdowns."),
-                form);
+        QLabel* note = addNote(QStringLiteral("Pulsebar keeps 30 days of graph history on this computer, for the 1H · "
+                                              "24H · 7D · 30D ranges in the dropdowns."));
+        column()->removeWidget(note);
+        column()->insertWidget(column()->count() - 1, note); // above the form, under the heading
         m_size = new QLabel(this);
         m_size->setObjectName(QStringLiteral("fileSize"));
         m_size->setTextInteractionFlags(Qt::TextSelectableByMouse);
