@@ -18,6 +18,9 @@ public:
     {
         QFormLayout* about = addSection(QStringLiteral("Pulsebar"));
         about->addRow(QStringLiteral("Version:"), selectable(QStringLiteral(PULSEBAR_VERSION), QStringLiteral("version")));
+        about->addRow(QStringLiteral("Licence:"),
+                      selectable(QStringLiteral("MIT License. Copyright (c) 2026 The Pulsebar developers."),
+                                 QStringLiteral("licence")));
         addNote(QStringLiteral("A system monitor that lives in the system tray: live values, 30 days of history, "
                                "an insight line, notifications and an MCP server for AI agents."));
 

@@ -16,7 +16,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
 {
     QTemporaryDir home;
     const QString out = home.path() + "/render";
-    const RunResult r = runPulsebar({"--dump", out}, home.path());
+    const RunResult r = runPulsebar({"--dump", out}, home.path(), {}, {}, 180000);
     ASSERT_TRUE(r.finished);
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.trimmed(), QFileInfo(out).absoluteFilePath().toUtf8());
@@ -61,7 +61,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
-    RunResult r = runPulsebar({"--dump"}, home.path()); // the working folder is the home
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 180000); // the working folder is the home
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));

@@ -57,7 +57,7 @@ QString entryText(const QString& executable)
     return QStringLiteral("[Desktop Entry]\n"
                           "Type=Application\n"
                           "Name=Pulsebar\n"
-                          "Comment=System monitor in the tray\n"
+                          "Comment=Live CPU, memory, disk, network, temperature and battery figures in the system tray\n"
                           "Exec=%1\n"
                           "Icon=%2\n"
                           "Terminal=false\n"
