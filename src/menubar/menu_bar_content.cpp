@@ -70,15 +70,6 @@ QString timeTemplate()
     return QLocale().toString(QTime(22, 58), QLocale::ShortFormat);
 }
 
-PartColor pressureColor(MemoryPressureLevel level)
-{
-    switch (level) {
-    case MemoryPressureLevel::normal: return PartColor::green;
-    case MemoryPressureLevel::warning: return PartColor::yellow;
-    case MemoryPressureLevel::critical: return PartColor::red;
-    }
-    return PartColor::green;
-}
 
 QString temperature(const Config& config, std::optional<double> celsius)
 {
@@ -155,6 +146,16 @@ MenuBarParts clocks(const MenuBarReadings& r, const Config& config)
 }
 
 } // namespace
+
+PartColor pressureColor(MemoryPressureLevel level)
+{
+    switch (level) {
+    case MemoryPressureLevel::normal: return PartColor::green;
+    case MemoryPressureLevel::warning: return PartColor::yellow;
+    case MemoryPressureLevel::critical: return PartColor::red;
+    }
+    return PartColor::green;
+}
 
 QString title(ModuleKind kind)
 {

@@ -80,6 +80,9 @@ MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& readings, const Co
 // battery's icon and its graphic.
 MenuBarParts select(const MenuBarParts& parts, DisplayStyle style);
 
+// Green, yellow, red: the colour of the memory-pressure gauge in the tray and the panels.
+PartColor pressureColor(MemoryPressureLevel level);
+
 // "CPU", "Memory", …: how the module is named to the user.
 QString title(ModuleKind kind);
 // The module's texts, one per line (a stacked part gives two).

@@ -1,8 +1,8 @@
 #include "menubar/status_item_controller.h"
 
 #include "hub/hub.h"
-#include "menubar/dropdown_panel.h"
 #include "menubar/menu_bar_renderer.h"
+#include "panels/panel_host.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -14,7 +14,8 @@
 namespace pulsebar {
 
 StatusItemController::StatusItemController(Hub& hub, AppSettings& settings, QObject* parent)
-    : QObject(parent), readings([&hub] { return MenuBarReadings::from(hub); }), m_hub(hub), m_settings(settings)
+    : QObject(parent), readings([&hub] { return MenuBarReadings::from(hub); }), m_hub(hub), m_settings(settings),
+      m_panels(std::make_unique<PanelHost>(hub, settings))
 {
 }
 
@@ -66,9 +67,7 @@ void StatusItemController::refresh()
         entry.item->setIcon(icon);
         entry.item->setToolTip(MenuBarContent::summary(entry.kind, live, config));
     }
-    if (m_dropdown && m_dropdown->isVisible())
-        m_dropdown->setLines(MenuBarContent::title(m_dropdown->kind()),
-                             MenuBarContent::lines(m_dropdown->kind(), live, config));
+    m_panels->refresh();
 }
 
 QSystemTrayIcon* StatusItemController::itemFor(ModuleKind kind) const
@@ -81,29 +80,18 @@ QSystemTrayIcon* StatusItemController::itemFor(ModuleKind kind) const
 
 std::optional<ModuleKind> StatusItemController::openDropdown() const
 {
-    if (m_dropdown && m_dropdown->isVisible())
-        return m_dropdown->kind();
-    return std::nullopt;
+    return m_panels->openPanel();
 }
 
 void StatusItemController::closeDropdown()
 {
-    if (m_dropdown)
-        m_dropdown->hide();
+    m_panels->close();
 }
 
 void StatusItemController::toggleDropdown(ModuleKind kind)
 {
-    if (openDropdown() == kind) {
-        closeDropdown();
-        return;
-    }
-    if (!m_dropdown)
-        m_dropdown = std::make_unique<DropdownPanel>();
     const QSystemTrayIcon* item = itemFor(kind);
-    const QRect anchor = item ? item->geometry() : QRect();
-    m_dropdown->open(kind, anchor, MenuBarContent::title(kind),
-                     MenuBarContent::lines(kind, readings(), m_settings.config()));
+    m_panels->toggle(kind, item ? item->geometry() : QRect());
 }
 
 void StatusItemController::clicked(ModuleKind kind, int reason)

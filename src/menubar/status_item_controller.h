@@ -15,8 +15,8 @@ class QSystemTrayIcon;
 
 namespace pulsebar {
 
-class DropdownPanel;
 class Hub;
+class PanelHost;
 
 // The row of tray items, one per enabled module, and what happens when they are clicked.
 // It redraws only when told to (after each tick and each configuration change); it has no timer.
@@ -38,6 +38,7 @@ public:
     void refresh();
     // Opens the module's panel under its item, or closes it when it is open.
     void toggleDropdown(ModuleKind kind);
+    PanelHost& panels() { return *m_panels; }
     void closeDropdown();
 
     const std::vector<Entry>& entries() const { return m_entries; }
@@ -67,7 +68,7 @@ private:
     AppSettings& m_settings;
     std::vector<Entry> m_entries;
     std::unique_ptr<QMenu> m_menu;
-    std::unique_ptr<DropdownPanel> m_dropdown;
+    std::unique_ptr<PanelHost> m_panels;
 };
 
 } // namespace pulsebar

@@ -31,12 +31,10 @@ TEST_F(Entry, VersionAndHelp)
 TEST_F(Entry, DumpWinsOverEveryOtherModeAndTakesTheNextArgumentAsItsFolder)
 {
     const QString out = home.path() + "/dump-out";
-    // A dump draws every tray item and every settings pane; on a loaded machine that takes a while.
-    const int dumpTimeoutMs = 180000;
-    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), {}, {}, dumpTimeoutMs);
+    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), {}, {}, 180000); // a whole dump
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_FALSE(r.out.contains("jsonrpc")); // the server did not run
-    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), {}, {}, dumpTimeoutMs);
+    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), {}, {}, 180000);
     EXPECT_EQ(r.exitCode, 0);
 }
 
