@@ -4,6 +4,7 @@
 #include "dump/sample_panels.h"
 #include "dump/sample_states.h"
 #include "dump/settings_pictures.h"
+#include "dump/tray_dump.h"
 #include "menubar/menu_bar_renderer.h"
 #include "menubar/symbols.h"
 
@@ -140,7 +141,9 @@ QString html(const std::vector<SampleState>& states, const QStringList& symbols,
             }
             out += QStringLiteral("</tr>\n");
         }
-        out += QStringLiteral("</table>\n<h3>%1 panels</h3>\n<p>").arg(state.name);
+        out += QStringLiteral("</table>\n");
+        out += TrayDump::html(state);
+        out += QStringLiteral("<h3>%1 panels</h3>\n<p>").arg(state.name);
         for (const PanelContent::Entry& panel : PanelContent::registry())
             out += QStringLiteral("<img src=\"%1/panel-%2.png\" alt=\"%2 panel\" title=\"%1/panel-%2.png\" "
                                   "style=\"width:340px;vertical-align:top;margin:0 8px 8px 0\"> ")
@@ -189,6 +192,8 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
                 }
             }
             save(strip(state, config, context), dir.filePath(state.name + QStringLiteral("/strip.png")));
+            if (!TrayDump::write(dir, state))
+                throw DumpError("Cannot write the tray icons into " + dir.filePath(state.name).toStdString() + ".");
             const bool isLive = state.name == live.state.name;
             const HistoryGraph::Loader samples = [&state](std::vector<HistoryMetric> metrics, HistoryRange range,
                                                           QObject*, std::function<void(HistorySeries)> done) {

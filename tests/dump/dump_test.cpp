@@ -20,7 +20,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     QTemporaryDir home;
     const QString out = home.path() + "/render";
     // A dump draws about a hundred panels and runs three real ticks for the live state.
-    const RunResult r = runPulsebar({"--dump", out}, home.path(), {}, {}, 180000);
+    const RunResult r = runPulsebar({"--dump", out}, home.path(), {}, {}, 300000);
     ASSERT_TRUE(r.finished);
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.trimmed(), QFileInfo(out).absoluteFilePath().toUtf8());
@@ -48,7 +48,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
-    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 8);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 8);
 
     // Every panel of every state, the live one included, as a picture in the index and as its texts.
     for (const QString& state : states + QStringList{"live"}) {
@@ -78,12 +78,21 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
         EXPECT_LT(dark.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
         EXPECT_TRUE(index.contains("settings-" + pane.id + "-dark.png"));
     }
+    
+    // What a tray shows: a sheet of square icons, two bars, and the labels, a two-line text on one line.
+    EXPECT_EQ(QImage(out + "/busy/tray-icons.png").height(), 11 * 30);
+    EXPECT_EQ(QImage(out + "/busy/tray-bar-dark.png").height(), 32);
+    EXPECT_TRUE(index.contains("busy/tray-bar-light.png"));
+    const QString labels = QString::fromUtf8(readFile(out + "/busy/tray-labels.txt"));
+    EXPECT_TRUE(labels.contains(QString::fromUtf8("network text: \"↑ ")) && labels.contains(QString::fromUtf8(" ↓ ")))
+        << labels.toStdString();
+    EXPECT_TRUE(labels.contains("cpu icon: \"\" guide \"\""));
 }
 
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
-    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 180000); // the working folder is the home
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 300000); // the working folder is the home
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));
