@@ -1,5 +1,6 @@
 #include "platform/linux/autostart.h"
 
+#include "core/app_id.h"
 #include "core/paths.h"
 
 #include <QDir>
@@ -10,9 +11,6 @@
 namespace pulsebar::Autostart {
 
 namespace {
-
-// The application id; the entry is named after it so the desktop can match it to the running app.
-const QString applicationId = QStringLiteral("org.pulsebar.Pulsebar");
 
 // Exec quoting of the desktop entry format: an argument with reserved characters is double-quoted,
 // and inside the quotes ", `, $ and \ are escaped with a backslash.
