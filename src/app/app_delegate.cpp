@@ -159,9 +159,9 @@ void AppDelegate::showSettings()
         context.sensors = [self] { return self ? self->m_hub->sensors.sensors : std::vector<Sensor>{}; };
         context.readings = [self] { return self ? MenuBarReadings::from(*self->m_hub) : MenuBarReadings{}; };
         context.history = [self] { return self ? self->m_hub->history.get() : nullptr; };
-        context.appearanceChanged = [self] {
+        context.trayLookChanged = [self] {
             if (self && self->m_statusItems)
-                self->m_statusItems->refresh();
+                self->m_statusItems->applyTrayPreferences();
         };
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }

@@ -1,6 +1,7 @@
 #include "settings/settings_panes.h"
 
 #include "app/appearance.h"
+#include "menubar/tray_preferences.h"
 #include "platform/linux/autostart.h"
 
 #include <QCheckBox>
@@ -39,8 +40,7 @@ public:
             const auto mode = AppearanceMode(index);
             m_context.settings.setAppearance(mode);
             applyAppearance(mode);
-            if (m_context.appearanceChanged)
-                m_context.appearanceChanged();
+            trayLookChanged();
         });
         form->addRow(QStringLiteral("Appearance:"), m_appearance);
 
@@ -64,6 +64,25 @@ public:
         connect(m_keepDisplay, &QCheckBox::toggled, this,
                 [this](bool on) { edit([&](Config& c) { c.keepAwakeDisplay = on; }); });
         form->addRow(QString(), m_keepDisplay);
+
+        QFormLayout* tray = addSection(QStringLiteral("Tray"));
+        m_trayPanel = choice(QStringLiteral("trayPanel"), QStringLiteral("Tray panel"),
+                             {QStringLiteral("Automatic"), QStringLiteral("Dark"), QStringLiteral("Light")});
+        connect(m_trayPanel, &QComboBox::currentIndexChanged, this, [this](int index) {
+            TrayPreferences::setPanel(m_context.settings.preferences(), TrayPanel(index));
+            trayLookChanged();
+        });
+        tray->addRow(QStringLiteral("Panel:"), m_trayPanel);
+
+        m_valueInIcon = choice(QStringLiteral("trayValueInIcon"), QStringLiteral("Values inside tray icons"),
+                               {QStringLiteral("Automatic"), QStringLiteral("On"), QStringLiteral("Off")});
+        connect(m_valueInIcon, &QComboBox::currentIndexChanged, this, [this](int index) {
+            TrayPreferences::setValueInIcon(m_context.settings.preferences(), TrayValueInIcon(index));
+            trayLookChanged();
+        });
+        tray->addRow(QStringLiteral("Values in icons:"), m_valueInIcon);
+        addNote(QStringLiteral("Automatic asks the desktop how dark its panel is, and puts values inside the "
+                               "icons on trays that show no text beside them."));
 
         QFormLayout* units = addSection(QStringLiteral("Units"));
         m_temperature = choice(QStringLiteral("temperatureUnit"), QStringLiteral("Temperature unit"),
@@ -91,6 +110,9 @@ public:
     {
         setQuietly(m_interval, config.updateInterval);
         setQuietly(m_appearance, int(m_context.settings.appearance()));
+        const TrayPreferences tray = TrayPreferences::load(m_context.settings.preferences());
+        setQuietly(m_trayPanel, int(tray.panel));
+        setQuietly(m_valueInIcon, int(tray.valueInIcon));
         setQuietly(m_login, Autostart::isEnabled());
         setQuietly(m_keepDisplay, config.keepAwakeDisplay);
         setQuietly(m_temperature, int(config.temperatureUnit));
@@ -99,8 +121,16 @@ public:
     }
 
 private:
+    void trayLookChanged()
+    {
+        if (m_context.trayLookChanged)
+            m_context.trayLookChanged();
+    }
+
     QDoubleSpinBox* m_interval;
     QComboBox* m_appearance;
+    QComboBox* m_trayPanel;
+    QComboBox* m_valueInIcon;
     QCheckBox* m_login;
     QLabel* m_loginError;
     QCheckBox* m_keepDisplay;

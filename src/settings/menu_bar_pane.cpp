@@ -1,6 +1,8 @@
 #include "settings/settings_panes.h"
 
-#include "menubar/menu_bar_renderer.h"
+#include "menubar/tray_face.h"
+#include "menubar/tray_icon_renderer.h"
+#include "menubar/tray_preferences.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -20,7 +22,9 @@ namespace pulsebar {
 
 namespace {
 
-constexpr qreal previewWidth = 150; // points; wide enough for the widest item (the combined one)
+constexpr qreal previewWidth = 170; // points; wide enough for the widest item (the combined one)
+constexpr qreal previewHeight = 26;
+constexpr qreal previewIconSize = 22;
 constexpr qreal previewPadding = 4;
 constexpr int previewRefreshMs = 2000;
 
@@ -32,25 +36,38 @@ QColor panelColor(bool dark)
     return dark ? QColor(0x1f, 0x1f, 0x24) : QColor(0xec, 0xec, 0xef);
 }
 
-// The item as the tray draws it, on a piece of panel, left-aligned in an image of fixed width so the
-// list's previews line up.
-QPixmap preview(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config, bool dark,
-                qreal ratio)
+// The item as the tray shows it: its square icon, drawn by the tray's own renderer, and its label, on a
+// piece of panel, left-aligned in an image of fixed width so the list's previews line up. Values go
+// into the icon only when the tray preferences say so; most trays show the label.
+QPixmap preview(const ModuleConfig& module, const HubSnapshot& readings, const Config& config, bool dark,
+                bool valueInIcon, qreal ratio)
 {
-    MenuBarRenderer::Context context{ratio, dark};
-    const QImage item =
-        MenuBarRenderer::image(MenuBarContent::parts(module, readings, config), config.monochrome, context);
-    const qreal itemWidth = std::min(item.deviceIndependentSize().width(), previewWidth - 2 * previewPadding);
-    QImage out(int(std::ceil(previewWidth * ratio)), int(std::ceil(MenuBarRenderer::height * ratio)),
+    const TrayFace face = TrayFaces::face(module, readings, config, valueInIcon);
+    const QImage icon = TrayIconRenderer::image(face, int(std::ceil(previewIconSize * ratio)), dark, config.monochrome);
+    QImage out(int(std::ceil(previewWidth * ratio)), int(std::ceil(previewHeight * ratio)),
                QImage::Format_ARGB32_Premultiplied);
     out.setDevicePixelRatio(ratio);
     out.fill(Qt::transparent);
     QPainter p(&out);
     p.setRenderHint(QPainter::Antialiasing);
+    QFont font = p.font();
+    font.setPixelSize(13);
+    p.setFont(font);
+    const QFontMetricsF metrics(font);
+    const QString label = face.label.trimmed();
+    const qreal labelWidth = label.isEmpty() ? 0 : metrics.horizontalAdvance(label) + previewPadding;
+    const qreal width = std::min(previewWidth, previewIconSize + labelWidth + 2 * previewPadding);
     QPainterPath panel;
-    panel.addRoundedRect(QRectF(0, 0, itemWidth + 2 * previewPadding, MenuBarRenderer::height), 4, 4);
+    panel.addRoundedRect(QRectF(0, 0, width, previewHeight), 4, 4);
     p.fillPath(panel, panelColor(dark));
-    p.drawImage(QPointF(previewPadding, 0), item);
+    const qreal iconTop = (previewHeight - previewIconSize) / 2;
+    p.drawImage(QRectF(previewPadding, iconTop, previewIconSize, previewIconSize), icon);
+    if (!label.isEmpty()) {
+        p.setPen(TrayIconRenderer::foreground(dark));
+        const QRectF textArea(previewPadding * 2 + previewIconSize, 0, width - previewIconSize - 3 * previewPadding,
+                              previewHeight);
+        p.drawText(textArea, Qt::AlignLeft | Qt::AlignVCenter, metrics.elidedText(label, Qt::ElideRight, textArea.width()));
+    }
     p.end();
     return QPixmap::fromImage(out);
 }
@@ -66,7 +83,7 @@ public:
         m_list = named(new QListWidget(this), QStringLiteral("modules"), QStringLiteral("Menu bar items"));
         m_list->setDragDropMode(QAbstractItemView::InternalMove);
         m_list->setDefaultDropAction(Qt::MoveAction);
-        m_list->setIconSize(QSize(int(previewWidth), int(MenuBarRenderer::height)));
+        m_list->setIconSize(QSize(int(previewWidth), int(previewHeight)));
         m_list->setSpacing(1);
         m_list->setMinimumHeight(300);
         column()->addWidget(m_list, 1);
@@ -76,7 +93,7 @@ public:
 
         auto* row = new QHBoxLayout;
         m_style = choice(QStringLiteral("style"), QStringLiteral("Display style of the selected item"), styleTitles);
-        m_style->setIconSize(QSize(int(previewWidth), int(MenuBarRenderer::height)));
+        m_style->setIconSize(QSize(int(previewWidth), int(previewHeight)));
         connect(m_style, &QComboBox::currentIndexChanged, this, [this](int index) {
             const int selected = m_list->currentRow();
             if (selected < 0)
@@ -177,7 +194,7 @@ private:
         const MenuBarReadings readings = currentReadings();
         const QSignalBlocker block(m_style);
         for (DisplayStyle style : allCases<DisplayStyle>())
-            m_style->setItemIcon(int(style), preview({module.kind, true, style}, readings, config(), isDark(), ratio()));
+            m_style->setItemIcon(int(style), preview({module.kind, true, style}, readings, config(), isDark(), valueInIcon(), ratio()));
         m_style->setCurrentIndex(int(module.style));
     }
 
@@ -188,7 +205,7 @@ private:
         for (int i = 0; i < m_list->count() && i < int(config().modules.size()); ++i) {
             ModuleConfig module = config().modules[std::size_t(i)];
             module.enabled = true; // a switched-off item still shows what it would look like
-            m_list->item(i)->setIcon(preview(module, readings, config(), isDark(), ratio()));
+            m_list->item(i)->setIcon(preview(module, readings, config(), isDark(), valueInIcon(), ratio()));
         }
     }
 
@@ -197,6 +214,10 @@ private:
         return m_context.readings ? m_context.readings() : MenuBarReadings{};
     }
     bool isDark() const { return palette().color(QPalette::Window).lightness() < 128; }
+    bool valueInIcon() const
+    {
+        return TrayPreferences::load(m_context.settings.preferences()).valueInIcon == TrayValueInIcon::on;
+    }
     qreal ratio() const { return devicePixelRatioF(); }
 
     QListWidget* m_list;

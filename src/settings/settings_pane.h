@@ -33,7 +33,7 @@ struct SettingsContext {
     std::function<std::vector<Sensor>()> sensors;     // the machine's sensors with their current values
     std::function<MenuBarReadings()> readings;        // what the menu-bar previews show
     std::function<HistoryStore*()> history;           // the open history store, if any
-    std::function<void()> appearanceChanged;          // the tray redraws for the new palette
+    std::function<void()> trayLookChanged;            // the tray redraws: new palette or tray preferences
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new

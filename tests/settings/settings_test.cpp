@@ -1,6 +1,7 @@
 #include "agents/agent_client.h"
 #include "history/history_store.h"
 #include "menubar/hot_key_center.h"
+#include "menubar/tray_preferences.h"
 #include "settings/settings_panes.h"
 #include "settings/settings_window.h"
 #include "../support/recording_notifier.h"
@@ -128,6 +129,14 @@ TEST_F(SettingsFixture, GeneralPaneEditsIntervalUnitsAppearanceAndStartAtLogin)
     EXPECT_EQ(settings().appearance(), AppearanceMode::dark);
     EXPECT_LT(QApplication::palette().color(QPalette::Window).lightness(), 128);
     widget<QComboBox>("general", "appearance")->setCurrentIndex(0);
+
+    // The tray's own preferences are stored beside the configuration, and a hand edit shows up.
+    widget<QComboBox>("general", "trayPanel")->setCurrentIndex(2);
+    widget<QComboBox>("general", "trayValueInIcon")->setCurrentIndex(1);
+    EXPECT_EQ(TrayPreferences::load(isolated.preferences), (TrayPreferences{TrayPanel::light, TrayValueInIcon::on}));
+    TrayPreferences::setPanel(isolated.preferences, TrayPanel::dark);
+    window->pane("general")->load(current());
+    EXPECT_EQ(widget<QComboBox>("general", "trayPanel")->currentText(), "Dark");
 
     const QString entry = home.path() + "/config/autostart/org.pulsebar.Pulsebar.desktop";
     auto* login = widget<QCheckBox>("general", "startAtLogin");
