@@ -1,4 +1,5 @@
 #include "core/config.h"
+#include "settings/settings_panes.h"
 #include "../support/test_support.h"
 
 #include <QDir>
@@ -66,6 +67,17 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/no-battery/panels.json")).object()["battery"].toObject()["sections"]
                   .toArray()[0].toObject()["rows"].toArray()[0].toObject()["value"].toString(),
               "This computer has no battery.");
+
+    // Every settings pane, light and dark, at the window's size; the dark one is dark.
+    for (const SettingsPaneEntry& pane : settingsPanes()) {
+        const QImage light(out + "/settings-" + pane.id + ".png");
+        const QImage dark(out + "/settings-" + pane.id + "-dark.png");
+        ASSERT_EQ(light.size(), QSize(840, 580)) << pane.id.toStdString();
+        ASSERT_EQ(dark.size(), QSize(840, 580)) << pane.id.toStdString();
+        EXPECT_GT(light.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
+        EXPECT_LT(dark.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
+        EXPECT_TRUE(index.contains("settings-" + pane.id + "-dark.png"));
+    }
     
     // What a tray shows: a sheet of square icons, two bars, and the labels, a two-line text on one line.
     EXPECT_EQ(QImage(out + "/busy/tray-icons.png").height(), 11 * 30);
