@@ -7,15 +7,16 @@ using namespace pulsebar;
 
 namespace {
 
-// One sample as the hub takes it, without the ping and the public-address request: both run in the
-// background and are marked as already under way, so only the reads and the bookkeeping are timed.
+// One sample as the hub takes it, without the ping and the public-address request: both start with the
+// first sample and, with no event loop running, stay under way, so only the reads and the bookkeeping
+// are timed.
 void sampleLoop(benchmark::State& state, std::unique_ptr<NetworkReader> reader)
 {
     NetworkMonitor monitor(std::move(reader));
     monitor.publicIPURL = QStringLiteral("http://127.0.0.1:9/");
     double time = 1000;
     monitor.now = [&] { return time; };
-    monitor.pingInFlight = true;
+    monitor.pingHost = QStringLiteral("127.0.0.1");
     monitor.sample(); // the first sample also reads display names and starts the address request
     for (auto _ : state) {
         time += 2;

@@ -4,9 +4,8 @@
 #include "agents/json_servers.h"
 #include "agents/toml_servers.h"
 #include "core/paths.h"
-#include "platform/linux/rooted_file_reader.h"
+#include "core/platform_services.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 
@@ -50,14 +49,7 @@ QString AgentClient::Status::text() const
 
 QString AgentClient::executable()
 {
-    // The running process itself, never the sysroot a test may have pointed the monitors at.
-    const std::optional<std::string> link = RootedFileReader("/").readLink("proc/self/exe");
-    if (!link)
-        return {};
-    QString path = QFile::decodeName(QByteArray::fromStdString(*link));
-    // The kernel gives the resolved path already; canonicalising also covers a binary that was replaced.
-    const QString canonical = QFileInfo(path).canonicalFilePath();
-    return canonical.isEmpty() ? path : canonical;
+    return platformServices().executablePath();
 }
 
 QString AgentClient::expand(const QString& path)

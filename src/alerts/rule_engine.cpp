@@ -131,21 +131,16 @@ QString RuleEngine::unit(RuleMetric metric)
     }
 }
 
-QString RuleEngine::format(double x)
-{
-    return Fmt::number(x, x == std::round(x) ? 0 : 1);
-}
-
 Notification RuleEngine::notification(const Rule& rule, double value)
 {
     const QString u = unit(rule.metric);
     const QString direction = rule.comparison == RuleComparison::above ? QStringLiteral("is above")
                                                                         : QStringLiteral("is below");
-    QString body = "Currently " + format(value) + " " + u;
+    QString body = "Currently " + Fmt::wholeOrTenths(value) + " " + u;
     if (rule.duration > 0)
         body += " for " + QString::number(static_cast<int64_t>(rule.duration)) + " seconds";
     body += '.';
-    return {title(rule.metric) + " " + direction + " " + format(rule.threshold) + " " + u, body};
+    return {title(rule.metric) + " " + direction + " " + Fmt::wholeOrTenths(rule.threshold) + " " + u, body};
 }
 
 } // namespace pulsebar

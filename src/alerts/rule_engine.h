@@ -32,8 +32,6 @@ public:
     static std::optional<double> value(RuleMetric metric, const HubSnapshot& state);
     static QString title(RuleMetric metric); // "CPU usage"
     static QString unit(RuleMetric metric);  // "%", "°C", "KB/s", "ms"
-    // A whole number when there is no fraction, else one decimal: 80, 80.5, 80.0 for 79.96.
-    static QString format(double x);
     // The notification a rule posts when it fires.
     static Notification notification(const Rule& rule, double value);
 

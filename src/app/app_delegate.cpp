@@ -2,12 +2,11 @@
 
 #include "alerts/notifier.h"
 #include "app/appearance.h"
+#include "core/platform_services.h"
 #include "core/unix_signals.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/status_item_controller.h"
 #include "settings/settings_window.h"
-#include "platform/linux/single_instance.h"
-#include "platform/linux/tray_desktop.h"
 
 #include <QApplication>
 #include <QGuiApplication>
@@ -27,8 +26,9 @@ AppDelegate::~AppDelegate() = default;
 
 int AppDelegate::runApplication(int argc, char** argv)
 {
-    if (!TrayDesktop::sessionHasDisplay()) {
-        std::fprintf(stderr, "%s\n", qPrintable(TrayDesktop::noDisplayMessage()));
+    const PlatformServices& platform = platformServices();
+    if (!platform.sessionHasDisplay()) {
+        std::fprintf(stderr, "%s\n", qPrintable(platform.noDisplayMessage()));
         return 1;
     }
     QApplication app(argc, argv);
@@ -38,10 +38,10 @@ int AppDelegate::runApplication(int argc, char** argv)
     quitOnTerminationSignals();
 
     // A second start hands over to the first, which opens its settings.
-    SingleInstance instance;
-    instance.onActivate = &AppDelegate::openSettings;
-    if (!instance.claim()) {
-        if (SingleInstance::activateRunning())
+    const std::unique_ptr<SessionInstance> instance = platform.sessionInstance();
+    instance->onActivate = &AppDelegate::openSettings;
+    if (!instance->claim()) {
+        if (platform.activateRunningInstance())
             return 0;
         std::fprintf(stderr, "pulsebar: another Pulsebar is running in this session but does not answer.\n");
         return 1;
@@ -66,7 +66,7 @@ void AppDelegate::applicationDidFinishLaunching()
         // Only a real desktop is told; a run without a display server has no tray to ask for.
         if (QGuiApplication::platformName() == QLatin1String("offscreen"))
             return;
-        const auto [title, body] = TrayDesktop::noTrayAdvice(TrayDesktop::currentDesktop());
+        const auto [title, body] = platformServices().noTrayAdvice();
         Notifier::shared().post(title, body);
     };
     QPointer<StatusItemController> items(m_statusItems.get());

@@ -1,7 +1,5 @@
 #include "core/config.h"
 
-#include "core/fmt.h"
-
 #include <QJsonArray>
 #include <QUuid>
 
@@ -178,37 +176,7 @@ QJsonArray enumArray(const std::vector<E>& items)
     return a;
 }
 
-QString fixed(double value, int decimals)
-{
-    return Fmt::number(value, decimals);
-}
-
 } // namespace
-
-QString format(TempUnit unit, std::optional<double> celsius, int decimals)
-{
-    if (!celsius)
-        return QStringLiteral("—");
-    switch (unit) {
-    case TempUnit::celsius: return fixed(*celsius, decimals) + QStringLiteral("°");
-    case TempUnit::fahrenheit: return fixed(*celsius * 9.0 / 5.0 + 32.0, decimals) + QStringLiteral("°");
-    case TempUnit::kelvin: return fixed(*celsius + 273.15, decimals) + QStringLiteral(" K");
-    }
-    return {};
-}
-
-QString format(WindUnit unit, double kmh)
-{
-    double value = kmh;
-    const char* suffix = "km/h";
-    switch (unit) {
-    case WindUnit::kmh: break;
-    case WindUnit::mph: value = kmh / 1.609344; suffix = "mph"; break;
-    case WindUnit::ms: value = kmh / 3.6; suffix = "m/s"; break;
-    case WindUnit::knots: value = kmh / 1.852; suffix = "kn"; break;
-    }
-    return QString::number(std::llround(value)) + QLatin1Char(' ') + QLatin1String(suffix);
-}
 
 Rule Rule::make(bool enabled, RuleMetric metric, RuleComparison comparison, double threshold, double duration)
 {

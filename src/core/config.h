@@ -62,10 +62,6 @@ template <> struct EnumNames<RuleComparison> {
     static constexpr std::array<std::string_view, 2> names{"above", "below"};
 };
 
-// Unit conversions that every displayed temperature and wind speed goes through.
-QString format(TempUnit unit, std::optional<double> celsius, int decimals);
-QString format(WindUnit unit, double kmh);
-
 struct ModuleConfig {
     ModuleKind kind = ModuleKind::cpu;
     bool enabled = true;

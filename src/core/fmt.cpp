@@ -1,5 +1,7 @@
 #include "core/fmt.h"
 
+#include "core/config.h"
+
 #include <QLocale>
 #include <QRegularExpression>
 
@@ -58,6 +60,11 @@ QString number(double value, int decimals)
     return QString::fromLatin1(buffer, result.ptr - buffer);
 }
 
+QString wholeOrTenths(double value)
+{
+    return number(value, value == std::round(value) ? 0 : 1);
+}
+
 QString duration(double seconds)
 {
     // Callers pass finite durations; anything else (or beyond a few thousand centuries) reads as
@@ -72,6 +79,46 @@ QString duration(double seconds)
     if (s < 86400)
         return QStringLiteral("%1h %2m").arg(h).arg(m);
     return QStringLiteral("%1d %2h %3m").arg(d).arg(h).arg(m);
+}
+
+QString minutes(double seconds)
+{
+    const auto m = static_cast<int64_t>(seconds / 60);
+    if (m < 60)
+        return QString::number(std::max<int64_t>(m, 1)) + " min";
+    if (m < 120)
+        return "1 h " + QString::number(m - 60) + " min";
+    return QString::number(m / 60) + " h";
+}
+
+QString hoursMinutes(int minutes)
+{
+    return QString::asprintf("%d:%02d", minutes / 60, minutes % 60);
+}
+
+QString temperature(TempUnit unit, std::optional<double> celsius, int decimals)
+{
+    if (!celsius)
+        return QStringLiteral("—");
+    switch (unit) {
+    case TempUnit::celsius: return number(*celsius, decimals) + QStringLiteral("°");
+    case TempUnit::fahrenheit: return number(*celsius * 9.0 / 5.0 + 32.0, decimals) + QStringLiteral("°");
+    case TempUnit::kelvin: return number(*celsius + 273.15, decimals) + QStringLiteral(" K");
+    }
+    return {};
+}
+
+QString wind(WindUnit unit, double kmh)
+{
+    double value = kmh;
+    const char* suffix = "km/h";
+    switch (unit) {
+    case WindUnit::kmh: break;
+    case WindUnit::mph: value = kmh / 1.609344; suffix = "mph"; break;
+    case WindUnit::ms: value = kmh / 3.6; suffix = "m/s"; break;
+    case WindUnit::knots: value = kmh / 1.852; suffix = "kn"; break;
+    }
+    return QString::number(std::llround(value)) + QLatin1Char(' ') + QLatin1String(suffix);
 }
 
 namespace {

@@ -1,6 +1,6 @@
 #include "core/serial_queue.h"
 
-#include <pthread.h>
+#include "core/platform_services.h"
 
 namespace pulsebar {
 
@@ -64,10 +64,9 @@ void SerialQueue::cancelTimer()
     m_timerHandler = nullptr;
 }
 
-void SerialQueue::run(std::string label)
+void SerialQueue::run(const std::string& label)
 {
-    label.resize(std::min<std::size_t>(label.size(), 15));
-    pthread_setname_np(pthread_self(), label.c_str());
+    platformServices().nameCurrentThread(label);
 
     std::unique_lock lock(m_mutex);
     for (;;) {

@@ -16,7 +16,7 @@ class SerialQueue {
 public:
     using Job = std::function<void()>;
 
-    // The label names the thread (truncated to the 15 characters Linux keeps).
+    // The label names the thread (the system may keep only its start).
     explicit SerialQueue(const char* label);
     // Cancels the timer, runs the jobs already queued, then ends the thread.
     ~SerialQueue();
@@ -34,7 +34,7 @@ public:
     bool isCurrentThread() const { return std::this_thread::get_id() == m_thread.get_id(); }
 
 private:
-    void run(std::string label);
+    void run(const std::string& label);
 
     std::mutex m_mutex;
     std::condition_variable m_wake;

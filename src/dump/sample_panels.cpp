@@ -190,7 +190,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
         b.temperature = 31;
         b.voltage = 15.62;
         b.amperage = r.batteryCharging ? 2.1 : -0.58;
-        b.power = *b.voltage * *b.amperage;
+        b.power = batteryPowerDraw(b.voltage, b.amperage);
         if (b.onAC) {
             b.adapterWatts = 65;
             b.adapterName = QStringLiteral("USB-C Power Delivery");

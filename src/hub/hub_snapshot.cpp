@@ -25,9 +25,8 @@ std::optional<double> LiveVolume::usedPercent() const
 
 std::optional<double> HubSnapshot::batteryWatts() const
 {
-    if (!batteryVoltage || !batteryAmperage)
-        return std::nullopt;
-    return std::fabs(*batteryVoltage * *batteryAmperage);
+    const std::optional<double> draw = batteryPowerDraw(batteryVoltage, batteryAmperage);
+    return draw ? std::optional(std::fabs(*draw)) : std::nullopt;
 }
 
 std::optional<double> HubSnapshot::power() const
@@ -67,7 +66,7 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
     s.cpuUser = hub.cpu.user;
     s.cpuSystem = hub.cpu.system;
     s.cpuHistory = trail(hub.cpu.totalHistory);
-    if (!hub.gpu.gpus.empty()) { // a GPU is known
+    if (hub.gpu.hasGPU()) {
         s.gpuUtilization = hub.gpu.utilization();
         s.gpuHistory = trail(hub.gpu.gpus.front().history);
     }

@@ -50,12 +50,8 @@ const ProcessSample* findProcess(const std::vector<ProcessSample>& processes, in
 double largestFanShare(const std::vector<Fan>& fans)
 {
     double largest = 0;
-    for (const Fan& fan : fans) {
-        double share = 0;
-        if (fan.minimum < fan.maximum)
-            share = std::min((fan.rpm - fan.minimum) / (fan.maximum - fan.minimum) * 100.0, 100.0);
-        largest = std::max(largest, std::max(share, 0.0));
-    }
+    for (const Fan& fan : fans)
+        largest = std::max(largest, std::clamp(fan.shareOfRange() * 100.0, 0.0, 100.0));
     return largest;
 }
 
@@ -71,7 +67,7 @@ QString consequenceSuffix(const HubSnapshot& state)
 Insight cpuProcessInsight(const ProcessSample& process, double duration, const HubSnapshot& state)
 {
     return {Insight::Kind::cpu,
-            process.name + " has used " + Fmt::percent(process.cpu) + " CPU for " + InsightEngine::minutes(duration) +
+            process.name + " has used " + Fmt::percent(process.cpu) + " CPU for " + Fmt::minutes(duration) +
                 consequenceSuffix(state),
             Insight::Severity::warning, ModuleKind::cpu, process.pid};
 }
@@ -110,10 +106,8 @@ Insight batteryInsight(const HubSnapshot& state)
     QString text = QStringLiteral("Battery is draining fast");
     if (const auto watts = state.batteryWatts())
         text += " at " + Fmt::number(*watts, 1) + " W";
-    if (state.minutesRemaining) {
-        const int minutes = *state.minutesRemaining;
-        text += QStringLiteral(" — about %1:%2 left").arg(minutes / 60).arg(minutes % 60, 2, 10, QLatin1Char('0'));
-    }
+    if (state.minutesRemaining)
+        text += QStringLiteral(" — about ") + Fmt::hoursMinutes(*state.minutesRemaining) + QStringLiteral(" left");
     text += '.';
     return {Insight::Kind::battery, text, Insight::Severity::warning, ModuleKind::battery, std::nullopt};
 }
@@ -266,16 +260,6 @@ void InsightEngine::notifyIfDue(const Insight& picked, const Config& config, dou
         return;
     m_lastNotified[picked.kind] = now;
     m_notifier.post(QStringLiteral("Pulsebar"), picked.text);
-}
-
-QString InsightEngine::minutes(double seconds)
-{
-    const auto m = static_cast<int64_t>(seconds / 60);
-    if (m < 60)
-        return QString::number(std::max<int64_t>(m, 1)) + " min";
-    if (m < 120)
-        return "1 h " + QString::number(m - 60) + " min";
-    return QString::number(m / 60) + " h";
 }
 
 } // namespace pulsebar

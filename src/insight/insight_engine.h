@@ -30,9 +30,6 @@ public:
     // The insight last produced; "All quiet." until something has held long enough.
     const Insight& current() const { return m_current; }
 
-    // "1 min" (never less), "59 min", "1 h 59 min", "2 h".
-    static QString minutes(double seconds);
-
 private:
     // A condition watched over time. A dip of up to three ticks keeps `since`; the fourth ends it.
     struct Sustained {

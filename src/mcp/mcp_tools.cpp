@@ -174,7 +174,7 @@ QJsonObject batterySummary(const BatteryMonitor& battery)
 {
     QJsonObject summary{{"percent", r(battery.percent)}, {"state", battery.stateDescription()}};
     if (battery.minutesRemaining)
-        summary.insert("time_remaining", McpValue::hoursMinutes(*battery.minutesRemaining));
+        summary.insert("time_remaining", Fmt::hoursMinutes(*battery.minutesRemaining));
     if (const auto health = battery.healthPercent())
         summary.insert("health_percent", r(*health));
     return summary;
@@ -236,7 +236,7 @@ QJsonObject MCPTools::getOverview()
         {"memory", memorySummary(m_hub.memory)},
         {"network", networkSummary(m_hub.network)},
     };
-    if (!m_hub.gpu.gpus.empty())
+    if (m_hub.gpu.hasGPU())
         overview.insert("gpu", QJsonObject{{"utilization_percent", r(m_hub.gpu.utilization())}});
     if (const auto startup = m_hub.disks.startupVolume())
         overview.insert("startup_disk", startupDiskSummary(*startup));
@@ -452,7 +452,7 @@ QJsonObject MCPTools::getBattery()
         {"bluetooth_devices", accessories},
     };
     if (battery.minutesRemaining)
-        result.insert("time_remaining", McpValue::hoursMinutes(*battery.minutesRemaining));
+        result.insert("time_remaining", Fmt::hoursMinutes(*battery.minutesRemaining));
     if (const auto health = battery.healthPercent())
         result.insert("health_percent", r(*health));
     if (const auto condition = battery.displayedCondition())

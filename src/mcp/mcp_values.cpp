@@ -48,9 +48,4 @@ QString timestamp(double secondsSince1970)
         + QString::asprintf("%c%02d:%02d", offset < 0 ? '-' : '+', magnitude / 3600, magnitude % 3600 / 60);
 }
 
-QString hoursMinutes(int minutes)
-{
-    return QString::asprintf("%d:%02d", minutes / 60, minutes % 60);
-}
-
 } // namespace pulsebar::McpValue

@@ -17,7 +17,5 @@ QString size(double bytes, double base);
 QString rate(double bytesPerSecond);
 // An ISO 8601 time in the local time zone, offset with a colon, no fraction: 2026-03-05T14:07:31+01:00.
 QString timestamp(double secondsSince1970);
-// Minutes as hours and minutes, "%d:%02d": 95 -> "1:35".
-QString hoursMinutes(int minutes);
 
 } // namespace pulsebar::McpValue

@@ -1,10 +1,6 @@
 #include "menubar/hot_key_center.h"
 
-#include "menubar/portal_hot_key_backend.h"
-#include "menubar/x11_hot_key_backend.h"
-
 #include <QCoreApplication>
-#include <QGuiApplication>
 
 namespace pulsebar {
 
@@ -50,12 +46,8 @@ HotKeyCenter& HotKeyCenter::shared()
 
 std::unique_ptr<HotKeyBackend> HotKeyCenter::makeDesktopBackend()
 {
-    const QString platform = QGuiApplication::platformName();
-    if (platform == QLatin1String("xcb"))
-        if (auto x11 = X11HotKeyBackend::create())
-            return x11;
-    if (platform.startsWith(QLatin1String("wayland")) && PortalHotKeyBackend::isAvailable())
-        return std::make_unique<PortalHotKeyBackend>();
+    if (auto backend = desktopHotKeyBackend())
+        return backend;
     return std::make_unique<NoHotKeyBackend>();
 }
 

@@ -24,14 +24,19 @@ public:
     std::function<void(int id)> onRefused;
 };
 
+// The running desktop's way of grabbing keys, built by the platform folder (src/platform/<os>/gui/);
+// null where the desktop has none.
+std::unique_ptr<HotKeyBackend> desktopHotKeyBackend();
+// True when the running desktop lets an application grab keys at all.
+bool desktopGrabsHotKeys();
+
 // Registers the configured global shortcuts and runs their actions. One shared instance; main thread.
 class HotKeyCenter {
 public:
     explicit HotKeyCenter(std::unique_ptr<HotKeyBackend> backend);
     ~HotKeyCenter();
 
-    // Created on first use with the backend of the running desktop: key grabs on X11, the desktop
-    // portal's GlobalShortcuts on Wayland; with neither, every registration fails.
+    // Created on first use with the backend of the running desktop; without one, every registration fails.
     static HotKeyCenter& shared();
     static std::unique_ptr<HotKeyBackend> makeDesktopBackend();
 

@@ -77,7 +77,7 @@ QString diskUsedText(const std::optional<LiveVolume>& startup)
 
 QString temperature(const Config& config, std::optional<double> celsius)
 {
-    return format(config.temperatureUnit, celsius, 0);
+    return Fmt::temperature(config.temperatureUnit, celsius, 0);
 }
 
 MenuBarParts combined(const HubSnapshot& r, const Config& config)

@@ -1,11 +1,10 @@
 #include "menubar/status_item_controller.h"
 
+#include "core/platform_services.h"
 #include "hub/hub.h"
 #include "menubar/menu_bar_renderer.h"
 #include "menubar/tray_icon_renderer.h"
 #include "menubar/xembed_tray_host.h"
-#include "platform/linux/status_notifier_host.h"
-#include "platform/linux/tray_desktop.h"
 #include "panels/panel_host.h"
 
 #include <QApplication>
@@ -17,8 +16,7 @@ namespace pulsebar {
 
 std::vector<std::unique_ptr<TrayHost>> StatusItemController::desktopHosts()
 {
-    std::vector<std::unique_ptr<TrayHost>> hosts;
-    hosts.push_back(std::make_unique<StatusNotifierHost>());
+    std::vector<std::unique_ptr<TrayHost>> hosts = platformServices().trayHosts();
     hosts.push_back(std::make_unique<XEmbedTrayHost>());
     return hosts;
 }
@@ -96,7 +94,7 @@ void StatusItemController::applyTrayPreferences()
     case TrayPanel::dark: m_darkPanel = true; break;
     case TrayPanel::light: m_darkPanel = false; break;
     case TrayPanel::automatic:
-        m_darkPanel = TrayDesktop::panelIsDark().value_or(MenuBarRenderer::Context::current().dark);
+        m_darkPanel = platformServices().panelIsDark().value_or(MenuBarRenderer::Context::current().dark);
         break;
     }
     for (Entry& entry : m_entries)

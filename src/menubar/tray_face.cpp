@@ -111,7 +111,7 @@ TrayIconValue value(ModuleKind kind, const HubSnapshot& r, const Config& config)
     const auto degrees = [&](std::optional<double> celsius) {
         if (!celsius)
             return TrayIconValue{};
-        QString text = format(config.temperatureUnit, celsius, 0);
+        QString text = Fmt::temperature(config.temperatureUnit, celsius, 0);
         text.remove(QStringLiteral(" K"));
         return TrayIconValue{text, {}, std::nullopt, PartColor::foreground};
     };

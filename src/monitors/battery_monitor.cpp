@@ -178,15 +178,15 @@ BatteryMonitor::~BatteryMonitor() = default;
 
 void BatteryMonitor::sample()
 {
-    ++tick;
+    ++m_tick;
     lowPowerMode = m_reader->lowPowerMode();
     const PowerReading power = m_reader->readPower();
     readPowerSources(power);
     if (present)
         readSmartBattery(power);
-    if (tick % 15 == 1)
+    if (m_tick % 15 == 1)
         readBluetooth();
-    if (present && tick % 5 == 1)
+    if (present && m_tick % 5 == 1)
         history.add(percent);
 }
 
@@ -330,11 +330,16 @@ QString BatteryMonitor::healthLabel() const
     return *health >= 80 ? QStringLiteral("Normal") : QStringLiteral("Service Recommended");
 }
 
+std::optional<double> batteryPowerDraw(std::optional<double> volts, std::optional<double> amperes)
+{
+    if (!volts || !amperes)
+        return std::nullopt;
+    return *volts * *amperes;
+}
+
 std::optional<double> BatteryMonitor::powerDraw() const
 {
-    if (!voltage || !amperage)
-        return std::nullopt;
-    return *voltage * *amperage;
+    return batteryPowerDraw(voltage, amperage);
 }
 
 } // namespace pulsebar

@@ -59,6 +59,10 @@ public:
 };
 
 // The internal battery, the adapter, the low-power mode and the charge of accessories.
+// Watts a battery delivers or takes (volts × amperes, negative while discharging); absent unless both
+// are known.
+std::optional<double> batteryPowerDraw(std::optional<double> volts, std::optional<double> amperes);
+
 class BatteryMonitor {
 public:
     explicit BatteryMonitor(std::unique_ptr<BatteryReader> reader);
@@ -84,12 +88,8 @@ public:
     bool lowPowerMode = false;
     History history; // percent, one entry every fifth tick
     std::vector<BluetoothBattery> bluetooth;
-    int tick = 0;
 
     void sample();
-    void readPowerSources(const PowerReading& power);
-    void readSmartBattery(const PowerReading& power);
-    void readBluetooth();
 
     // "No battery", "Charged", "Charging", "Not charging" or "On battery".
     QString stateDescription() const;
@@ -103,7 +103,12 @@ public:
     std::optional<double> powerDraw() const;
 
 private:
+    void readPowerSources(const PowerReading& power);
+    void readSmartBattery(const PowerReading& power);
+    void readBluetooth();
+
     std::unique_ptr<BatteryReader> m_reader;
+    int m_tick = 0;
 };
 
 } // namespace pulsebar

@@ -38,11 +38,11 @@ void CPUMonitor::sample()
         return;
 
     // A different set of CPUs (one was taken offline) cannot be compared: start again from here.
-    const bool sameCPUs = previous.size() == m_current.size()
-        && std::equal(previous.begin(), previous.end(), m_current.begin(),
+    const bool sameCPUs = m_previous.size() == m_current.size()
+        && std::equal(m_previous.begin(), m_previous.end(), m_current.begin(),
                       [](const CPUTicks& a, const CPUTicks& b) { return a.index == b.index; });
     if (!sameCPUs) {
-        previous = m_current;
+        m_previous = m_current;
         return;
     }
 
@@ -50,7 +50,7 @@ void CPUMonitor::sample()
     double sumUser = 0, sumSystem = 0, sumTotal = 0;
     for (std::size_t i = 0; i < m_current.size(); ++i) {
         const CPUTicks& current = m_current[i];
-        const CPUTicks& before = previous[i];
+        const CPUTicks& before = m_previous[i];
         const double dUser = double(counterDelta(current.user, before.user));
         const double dSystem = double(counterDelta(current.system, before.system));
         const double dIdle = double(counterDelta(current.idle, before.idle));
@@ -79,7 +79,7 @@ void CPUMonitor::sample()
         loadAverage = *load;
     loadHistory.add(loadAverage[0]);
     uptime = std::max(0.0, now() - bootTime);
-    previous.swap(m_current);
+    m_previous.swap(m_current);
 }
 
 } // namespace pulsebar

@@ -80,7 +80,6 @@ public:
     std::array<double, 3> loadAverage{0, 0, 0};
     History loadHistory;
     double uptime = 0; // seconds since boot
-    std::vector<CPUTicks> previous;
     double bootTime = 0; // seconds since 1970
 
     // Seconds since 1970; the hub hands its own clock in so that tests drive time.
@@ -91,6 +90,7 @@ private:
 
     std::unique_ptr<CPUReader> m_reader;
     std::vector<int> m_efficiencyCPUs;
+    std::vector<CPUTicks> m_previous;
     std::vector<CPUTicks> m_current; // reused buffer, so a sample allocates nothing once warmed up
 };
 

@@ -31,21 +31,21 @@ void DiskMonitor::sampleActivity()
 {
     const DiskBytes bytes = m_reader->readBytes();
     const double time = now();
-    if (lastBytes && lastSample && time - *lastSample > 0) {
-        const double dt = time - *lastSample;
+    if (m_lastBytes && m_lastSample && time - *m_lastSample > 0) {
+        const double dt = time - *m_lastSample;
         // A sum that fell (a disk was detached) gives 0 for this interval, never a wrapped figure.
-        readRate = bytes.read >= lastBytes->read ? double(bytes.read - lastBytes->read) / dt : 0;
-        writeRate = bytes.write >= lastBytes->write ? double(bytes.write - lastBytes->write) / dt : 0;
+        readRate = bytes.read >= m_lastBytes->read ? double(bytes.read - m_lastBytes->read) / dt : 0;
+        writeRate = bytes.write >= m_lastBytes->write ? double(bytes.write - m_lastBytes->write) / dt : 0;
         readHistory.add(readRate);
         writeHistory.add(writeRate);
     }
-    lastBytes = bytes;
-    lastSample = time;
+    m_lastBytes = bytes;
+    m_lastSample = time;
 }
 
 bool DiskMonitor::volumeScanDue(double time) const
 {
-    return volumes.empty() || time - lastVolumeScan > volumeScanInterval;
+    return volumes.empty() || time - m_lastVolumeScan > volumeScanInterval;
 }
 
 double diskUsedPercent(double total, double available, double reserved)
@@ -60,7 +60,7 @@ double diskUsedPercent(double total, double available, double reserved)
 
 void DiskMonitor::scanVolumes(bool includeNetwork, bool includeRemovable)
 {
-    lastVolumeScan = now();
+    m_lastVolumeScan = now();
     std::vector<Volume> listed;
     for (const VolumeInfo& info : m_reader->volumes(includeNetwork)) {
         if (info.isBrowsable == false)

@@ -84,6 +84,8 @@ public:
     void scanVolumes(bool includeNetwork, bool includeRemovable);
     // More than volumeScanInterval since the last scan, or no volume listed.
     bool volumeScanDue(double time) const;
+    // When the volumes were last listed (the monitor's clock).
+    double lastVolumeScan() const { return m_lastVolumeScan; }
 
     // The first root volume, else the first volume.
     std::optional<Volume> startupVolume() const;
@@ -93,14 +95,14 @@ public:
     double writeRate = 0; // bytes per second
     History readHistory;
     History writeHistory;
-    std::optional<DiskBytes> lastBytes;
-    std::optional<double> lastSample;
-    double lastVolumeScan = std::numeric_limits<double>::lowest(); // the distant past
 
     std::function<double()> now;
 
 private:
     std::unique_ptr<DiskReader> m_reader;
+    std::optional<DiskBytes> m_lastBytes;
+    std::optional<double> m_lastSample;
+    double m_lastVolumeScan = std::numeric_limits<double>::lowest(); // the distant past
 };
 
 } // namespace pulsebar

@@ -46,6 +46,8 @@ public:
 
     void sample();
 
+    // True when the last sample found at least one accelerator.
+    bool hasGPU() const { return !gpus.empty(); }
     // The busiest accelerator's utilisation, 0 without accelerators.
     double utilization() const;
 

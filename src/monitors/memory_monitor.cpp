@@ -39,9 +39,14 @@ MemoryMonitor::MemoryMonitor(std::unique_ptr<MemoryReader> reader, std::function
 
 MemoryMonitor::~MemoryMonitor() = default;
 
-double MemoryMonitor::usedPercent() const
+double memoryUsedPercent(double total, double app, double wired, double compressed)
 {
     return total > 0 ? (app + wired + compressed) / total * 100 : 0;
+}
+
+double MemoryMonitor::usedPercent() const
+{
+    return memoryUsedPercent(total, app, wired, compressed);
 }
 
 void MemoryMonitor::sample()
@@ -60,18 +65,18 @@ void MemoryMonitor::sample()
 
     const double time = now();
     if (r->pageIns && r->pageOuts) {
-        if (lastSample && m_haveCounters && time - *lastSample > 0) {
-            const double dt = time - *lastSample;
-            pageInsRate = double(counterDelta(*r->pageIns, lastPageIns)) * pageSize / dt;
-            pageOutsRate = double(counterDelta(*r->pageOuts, lastPageOuts)) * pageSize / dt;
+        if (m_lastSample && m_haveCounters && time - *m_lastSample > 0) {
+            const double dt = time - *m_lastSample;
+            pageInsRate = double(counterDelta(*r->pageIns, m_lastPageIns)) * pageSize / dt;
+            pageOutsRate = double(counterDelta(*r->pageOuts, m_lastPageOuts)) * pageSize / dt;
         }
-        lastPageIns = *r->pageIns;
-        lastPageOuts = *r->pageOuts;
+        m_lastPageIns = *r->pageIns;
+        m_lastPageOuts = *r->pageOuts;
         m_haveCounters = true;
     } else {
         m_haveCounters = false; // the next rate needs two readings in a row
     }
-    lastSample = time;
+    m_lastSample = time;
 
     // What the kernel calls available memory is the share a new allocation can still get.
     const double availablePercent = bytes(r->available) / bytes(r->total) * 100;

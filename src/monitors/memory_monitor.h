@@ -41,6 +41,9 @@ struct EnumNames<MemoryPressureLevel> {
     static constexpr std::array<std::string_view, 3> names{"normal", "warning", "critical"};
 };
 
+// Memory in use (app + wired + compressed) as a percent of the total; 0 without a total.
+double memoryUsedPercent(double total, double app, double wired, double compressed);
+
 class MemoryReader {
 public:
     virtual ~MemoryReader() = default;
@@ -76,16 +79,16 @@ public:
     double pageOutsRate = 0; // bytes per second
     History pressureHistory;
     History usedHistory;
-    uint64_t lastPageIns = 0;
-    uint64_t lastPageOuts = 0;
-    std::optional<double> lastSample;
     double pageSize = 16384;
 
     std::function<double()> now;
 
 private:
     std::unique_ptr<MemoryReader> m_reader;
-    bool m_haveCounters = false; // lastPageIns/lastPageOuts hold a real reading
+    uint64_t m_lastPageIns = 0;
+    uint64_t m_lastPageOuts = 0;
+    bool m_haveCounters = false; // m_lastPageIns/m_lastPageOuts hold a real reading
+    std::optional<double> m_lastSample;
 };
 
 } // namespace pulsebar

@@ -80,12 +80,12 @@ std::map<QString, Addresses> NetworkMonitor::readAddresses()
 
 void NetworkMonitor::sample()
 {
-    ++tick;
+    ++m_tick;
     std::map<QString, InterfaceCounters> counters = readCounters();
     const std::map<QString, Addresses> addresses = readAddresses();
     const double time = now();
-    const double dt = lastSample ? std::max(0.0, time - *lastSample) : 0.0;
-    if (tick == 1)
+    const double dt = m_lastSample ? std::max(0.0, time - *m_lastSample) : 0.0;
+    if (m_tick == 1)
         refreshDisplayNames(); // names from the first sample on, not only after 30 of them
 
     double totalUp = 0, totalDown = 0;
@@ -94,8 +94,8 @@ void NetworkMonitor::sample()
         if (name.startsWith(QLatin1String("lo")))
             continue;
         double up = 0, down = 0;
-        const auto last = lastCounters.find(name);
-        if (last != lastCounters.end() && dt > 0) {
+        const auto last = m_lastCounters.find(name);
+        if (last != m_lastCounters.end() && dt > 0) {
             up = rate(current.tx, last->second.tx, dt);
             down = rate(current.rx, last->second.rx, dt);
         }
@@ -119,10 +119,10 @@ void NetworkMonitor::sample()
                 info.ipv6.append(v6);
         if (info.ipv4.isEmpty() && info.ipv6.isEmpty())
             continue;
-        const auto displayName = displayNames.find(name);
-        info.displayName = displayName != displayNames.end() ? displayName->second
+        const auto displayName = m_displayNames.find(name);
+        info.displayName = displayName != m_displayNames.end() ? displayName->second
                                                              : fallbackName(name, m_reader->isBridge(name));
-        if (const auto factory = hardwareAddresses.find(name); factory != hardwareAddresses.end())
+        if (const auto factory = m_hardwareAddresses.find(name); factory != m_hardwareAddresses.end())
             info.mac = factory->second;
         else if (found->second.mac != QLatin1String("02:00:00:00:00:00"))
             info.mac = found->second.mac;
@@ -133,8 +133,8 @@ void NetworkMonitor::sample()
         interfaces.push_back(std::move(info));
     }
 
-    lastCounters = std::move(counters);
-    lastSample = time;
+    m_lastCounters = std::move(counters);
+    m_lastSample = time;
     upload = totalUp;
     download = totalDown;
     uploadHistory.add(upload);
@@ -152,16 +152,16 @@ void NetworkMonitor::sample()
 
     readWiFi();
 
-    if (tick % 5 == 1)
+    if (m_tick % 5 == 1)
         runPing();
 
     const QString key = publicIPKey(primaryInterface, interfaces);
-    if (key != lastPublicIPKey || time - lastPublicIPFetch > publicIPMaxAge) {
-        lastPublicIPKey = key;
+    if (key != m_lastPublicIPKey || time - m_lastPublicIPFetch > publicIPMaxAge) {
+        m_lastPublicIPKey = key;
         fetchPublicIP();
     }
 
-    if (tick % 30 == 0)
+    if (m_tick % 30 == 0)
         refreshDisplayNames();
 }
 
@@ -184,8 +184,8 @@ void NetworkMonitor::readWiFi()
 
 void NetworkMonitor::refreshDisplayNames()
 {
-    displayNames = m_reader->readDisplayNames();
-    hardwareAddresses = m_reader->readHardwareAddresses();
+    m_displayNames = m_reader->readDisplayNames();
+    m_hardwareAddresses = m_reader->readHardwareAddresses();
 }
 
 QString NetworkMonitor::fallbackName(const QString& bsdName, bool isBridge)
@@ -259,16 +259,15 @@ std::optional<double> NetworkMonitor::parsePingTime(const QByteArray& output)
 
 void NetworkMonitor::runPing()
 {
-    if (pingInFlight)
+    if (m_pingInFlight)
         return;
-    pingInFlight = true;
+    m_pingInFlight = true;
     const QString host = pingHost.trimmed();
     auto* process = new QProcess(this);
     m_ping = process;
-    process->setProgram(pingProgram);
-    // "--" keeps a host that starts with '-' from being read as an option.
-    process->setArguments({QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("-W"),
-                           QString::number(pingTimeoutSeconds), QStringLiteral("--"), host});
+    const PingCommand command = m_reader->pingCommand(host, pingTimeoutSeconds);
+    process->setProgram(command.program);
+    process->setArguments(command.arguments);
     process->setStandardErrorFile(QProcess::nullDevice());
     process->setStandardInputFile(QProcess::nullDevice());
     connect(process, &QProcess::finished, this, &NetworkMonitor::pingEnded);
@@ -290,7 +289,7 @@ void NetworkMonitor::pingEnded()
     process->disconnect(this);
     process->deleteLater();
 
-    pingInFlight = false;
+    m_pingInFlight = false;
     pingMs = parsePingTime(output);
     internetReachable = pingMs.has_value();
     if (pingMs)
@@ -300,7 +299,7 @@ void NetworkMonitor::pingEnded()
 
 void NetworkMonitor::fetchPublicIP()
 {
-    lastPublicIPFetch = now();
+    m_lastPublicIPFetch = now();
     // A newer request replaces an older one, whose answer may describe the previous network.
     if (m_publicIPReply) {
         m_publicIPReply->disconnect(this);

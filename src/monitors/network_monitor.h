@@ -83,20 +83,11 @@ public:
     History pingHistory; // successful ping times, ms
     std::optional<bool> internetReachable; // absent until the first ping has finished
     QString pingHost = QStringLiteral("1.1.1.1");
-
-    // --- bookkeeping ---
-    std::map<QString, InterfaceCounters> lastCounters;
-    std::optional<double> lastSample;
-    std::map<QString, QString> displayNames;
-    std::map<QString, QString> hardwareAddresses;
-    int tick = 0;
-    bool pingInFlight = false;
-    double lastPublicIPFetch = 0;
-    std::optional<QString> lastPublicIPKey;
+    // True from a ping's start until its result is published; another is not started meanwhile.
+    bool isPinging() const { return m_pingInFlight; }
 
     // --- injectable for tests ---
     std::function<double()> now;   // seconds since 1970
-    QString pingProgram = QStringLiteral("/bin/ping");
     int pingTimeoutSeconds = 3;
     int publicIPTimeoutMs = 10000;
     QString publicIPURL;           // PULSEBAR_IPIFY_URL, else https://api.ipify.org
@@ -127,6 +118,14 @@ private:
     void publicIPReplied(QNetworkReply* reply);
 
     std::unique_ptr<NetworkReader> m_reader;
+    std::map<QString, InterfaceCounters> m_lastCounters;
+    std::optional<double> m_lastSample;
+    std::map<QString, QString> m_displayNames;
+    std::map<QString, QString> m_hardwareAddresses;
+    int m_tick = 0;
+    bool m_pingInFlight = false;
+    double m_lastPublicIPFetch = 0;
+    std::optional<QString> m_lastPublicIPKey;
     QPointer<QProcess> m_ping;
     QNetworkAccessManager* m_network = nullptr; // child; created on the first fetch
     QPointer<QNetworkReply> m_publicIPReply;

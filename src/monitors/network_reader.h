@@ -67,6 +67,14 @@ constexpr int none = 0, wep = 1, wpaPersonal = 2, wpaPersonalMixed = 3, wpa2Pers
               wpa3Personal = 11, wpa3Enterprise = 12, wpa3Transition = 13, owe = 14, oweTransition = 15;
 }
 
+// The platform's ping program asked for one echo request: what to start, with which arguments. Its
+// standard output holds "time=<ms>" when an answer came.
+struct PingCommand {
+    QString program;
+    QStringList arguments;
+    bool operator==(const PingCommand&) const = default;
+};
+
 // The raw network readings of one platform. Every read fails softly: an empty map, nullopt or an
 // empty list, never an exception.
 class NetworkReader {
@@ -83,6 +91,8 @@ public:
     // Factory link-layer addresses of the physical interfaces.
     virtual std::map<QString, QString> readHardwareAddresses() = 0;
     virtual bool isBridge(const QString& bsdName) = 0;
+    // One echo request to `host`, given up `timeoutSeconds` after it was sent.
+    virtual PingCommand pingCommand(const QString& host, int timeoutSeconds) const = 0;
 };
 
 } // namespace pulsebar

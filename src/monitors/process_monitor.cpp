@@ -28,11 +28,11 @@ ProcessMonitor::~ProcessMonitor() = default;
 
 QString ProcessMonitor::name(int32_t pid)
 {
-    const auto cached = names.find(pid);
-    if (cached != names.end())
+    const auto cached = m_names.find(pid);
+    if (cached != m_names.end())
         return cached->second;
     QString name = m_reader->shortName(pid).value_or(QStringLiteral("pid %1").arg(pid));
-    names.emplace(pid, name);
+    m_names.emplace(pid, name);
     return name;
 }
 
@@ -41,7 +41,7 @@ void ProcessMonitor::sample()
     if (!m_reader->listPids(m_pids) || m_pids.empty())
         return;
     const double time = now();
-    const double dt = lastSample ? std::max(0.0, time - *lastSample) : 0.0;
+    const double dt = m_lastSample ? std::max(0.0, time - *m_lastSample) : 0.0;
 
     m_next.clear();
     m_next.reserve(m_pids.size());
@@ -54,9 +54,9 @@ void ProcessMonitor::sample()
         const Counters counters{uint64_t(ticksToNanos * double(usage->cpuTicks)), usage->readBytes, usage->writtenBytes};
 
         // Move the pid's node from the old map to the new one: a process that lives on costs no
-        // allocation, and whatever stays behind in `previous` has ended.
+        // allocation, and whatever stays behind in m_previous has ended.
         std::optional<Counters> before;
-        auto node = previous.extract(pid);
+        auto node = m_previous.extract(pid);
         if (node) {
             before = node.mapped();
             node.mapped() = counters;
@@ -78,12 +78,12 @@ void ProcessMonitor::sample()
     }
 
     // Names of ended processes are forgotten, so a reused pid gets a fresh name.
-    for (auto it = names.begin(); it != names.end();)
-        it = m_current.count(it->first) ? std::next(it) : names.erase(it);
+    for (auto it = m_names.begin(); it != m_names.end();)
+        it = m_current.count(it->first) ? std::next(it) : m_names.erase(it);
 
-    previous.clear();
-    previous.swap(m_current);
-    lastSample = time;
+    m_previous.clear();
+    m_previous.swap(m_current);
+    m_lastSample = time;
     processes.swap(m_next);
 }
 

@@ -56,12 +56,6 @@ public:
 
 class ProcessMonitor {
 public:
-    struct Counters {
-        uint64_t cpu = 0;   // nanoseconds
-        uint64_t read = 0;  // bytes
-        uint64_t write = 0; // bytes
-    };
-
     explicit ProcessMonitor(std::unique_ptr<ProcessReader> reader, std::function<double()> clock = {});
     ~ProcessMonitor();
     ProcessMonitor(const ProcessMonitor&) = delete;
@@ -74,21 +68,30 @@ public:
 
     // The display name of a pid, cached for the life of the process.
     QString name(int32_t pid);
+    // True while the monitor keeps anything of `pid` (its counters or its name); an ended process is
+    // forgotten by the next sample.
+    bool remembers(int32_t pid) const { return m_previous.count(pid) + m_names.count(pid) > 0; }
 
     std::optional<QString> executablePath(int32_t pid) { return m_reader->executablePath(pid); }
 
     std::vector<ProcessSample> processes; // in listing order
-    std::unordered_map<int32_t, Counters> previous;
-    std::unordered_map<int32_t, QString> names;
-    std::optional<double> lastSample;
     double ticksToNanos = 1;
 
     std::function<double()> now;
 
 private:
+    struct Counters {
+        uint64_t cpu = 0;   // nanoseconds
+        uint64_t read = 0;  // bytes
+        uint64_t write = 0; // bytes
+    };
+
     std::unique_ptr<ProcessReader> m_reader;
     std::vector<int32_t> m_pids;                     // reused listing buffer
-    std::unordered_map<int32_t, Counters> m_current; // reused map, swapped with `previous`
+    std::unordered_map<int32_t, Counters> m_previous;
+    std::unordered_map<int32_t, Counters> m_current; // reused map, swapped with m_previous
+    std::unordered_map<int32_t, QString> m_names;
+    std::optional<double> m_lastSample;
     std::vector<ProcessSample> m_next;               // reused list, swapped with `processes`
 };
 

@@ -48,6 +48,9 @@ struct Fan {
     double rpm = 0;
     double minimum = 0;
     double maximum = 0;
+    // Where the speed sits between the minimum and the maximum, as a fraction (not clamped); 0 without
+    // a range.
+    double shareOfRange() const { return maximum > minimum ? (rpm - minimum) / (maximum - minimum) : 0.0; }
     bool operator==(const Fan&) const = default;
 };
 

@@ -127,7 +127,7 @@ QString valueText(double value, GraphUnit unit, const Config& config)
     switch (unit) {
     case GraphUnit::percent: return Fmt::percent(value);
     case GraphUnit::bytesPerSecond: return Fmt::rate(value, config.bandwidthBits);
-    case GraphUnit::temperature: return format(config.temperatureUnit, value, 0);
+    case GraphUnit::temperature: return Fmt::temperature(config.temperatureUnit, value, 0);
     case GraphUnit::rpm: return Fmt::number(value, 0) + QStringLiteral(" rpm");
     case GraphUnit::watts: return Fmt::number(value, 1) + QStringLiteral(" W");
     }

@@ -60,7 +60,7 @@ Row note(const QString& text)
 
 QString temperature(const Config& config, std::optional<double> celsius)
 {
-    return format(config.temperatureUnit, celsius, 0);
+    return Fmt::temperature(config.temperatureUnit, celsius, 0);
 }
 
 QString memoryBytes(double bytes)
@@ -149,11 +149,6 @@ QString interfaceName(const PanelSnapshot::Network& n, const QString& bsdName)
         if (info.bsdName == bsdName)
             return info.displayName == bsdName ? bsdName : info.displayName + QStringLiteral(" (") + bsdName + ')';
     return bsdName;
-}
-
-double fanShare(const Fan& fan)
-{
-    return fan.maximum > fan.minimum ? (fan.rpm - fan.minimum) / (fan.maximum - fan.minimum) : 0.0;
 }
 
 PartColor batteryColor(const PanelSnapshot::Battery& b)
@@ -644,7 +639,7 @@ PanelModel sensors(const PanelSnapshot& s, const Config& config)
     if (!sn.fans.empty()) {
         PanelSection fans{QStringLiteral("Fans"), {}};
         for (const Fan& fan : sn.fans) {
-            Row row = bar(QStringLiteral("Fan ") + QString::number(fan.index + 1), rpm(fan.rpm), fanShare(fan),
+            Row row = bar(QStringLiteral("Fan ") + QString::number(fan.index + 1), rpm(fan.rpm), fan.shareOfRange(),
                           PartColor::blue);
             if (fan.maximum > fan.minimum)
                 row.detail = rpm(fan.minimum) + QStringLiteral(" – ") + rpm(fan.maximum);

@@ -57,7 +57,7 @@ struct PanelSnapshot {
         double pageInsRate = 0;  // bytes per second
         double pageOutsRate = 0; // bytes per second
         std::vector<double> pressureTrail;
-        double usedPercent() const { return total > 0 ? (app + wired + compressed) / total * 100.0 : 0.0; }
+        double usedPercent() const { return memoryUsedPercent(total, app, wired, compressed); }
     } memory;
 
     struct Gpu {

@@ -1,8 +1,8 @@
 #include "settings/settings_panes.h"
 
 #include "core/paths.h"
+#include "core/platform_services.h"
 #include "history/history_store.h"
-#include "platform/linux/autostart.h"
 
 #include <QFormLayout>
 #include <QLabel>
@@ -42,8 +42,8 @@ public:
         m_preferences->setText(m_context.settings.preferences().path());
         const HistoryStore* store = m_context.history ? m_context.history() : nullptr;
         m_history->setText(store ? store->path() : HistoryStore::defaultPath());
-        m_autostart->setText(Autostart::entryPath() +
-                             (Autostart::isEnabled() ? QString() : QStringLiteral(" (not there while off)")));
+        m_autostart->setText(platformServices().startAtLoginLocation() +
+                             (platformServices().startsAtLogin() ? QString() : QStringLiteral(" (not there while off)")));
         m_agents->setText(Paths::agentHome());
     }
 

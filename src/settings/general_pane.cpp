@@ -1,8 +1,8 @@
 #include "settings/settings_panes.h"
 
 #include "app/appearance.h"
+#include "core/platform_services.h"
 #include "menubar/tray_preferences.h"
-#include "platform/linux/autostart.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -47,10 +47,10 @@ public:
         m_login = named(new QCheckBox(QStringLiteral("Start at login"), this), QStringLiteral("startAtLogin"),
                         QStringLiteral("Start at login"));
         connect(m_login, &QCheckBox::toggled, this, [this](bool on) {
-            const QString error = Autostart::setEnabled(on, QCoreApplication::applicationFilePath());
+            const QString error = platformServices().setStartsAtLogin(on, QCoreApplication::applicationFilePath());
             m_loginError->setText(error);
             m_loginError->setVisible(!error.isEmpty());
-            setQuietly(m_login, Autostart::isEnabled());
+            setQuietly(m_login, platformServices().startsAtLogin());
         });
         form->addRow(QString(), m_login);
         m_loginError = new QLabel(this);
@@ -113,7 +113,7 @@ public:
         const TrayPreferences tray = TrayPreferences::load(m_context.settings.preferences());
         setQuietly(m_trayPanel, int(tray.panel));
         setQuietly(m_valueInIcon, int(tray.valueInIcon));
-        setQuietly(m_login, Autostart::isEnabled());
+        setQuietly(m_login, platformServices().startsAtLogin());
         setQuietly(m_keepDisplay, config.keepAwakeDisplay);
         setQuietly(m_temperature, int(config.temperatureUnit));
         setQuietly(m_wind, int(config.windUnit));

@@ -3,10 +3,8 @@
 #include "menubar/hot_key_action.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/hot_key_recorder.h"
-#include "menubar/portal_hot_key_backend.h"
 
 #include <QGridLayout>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
@@ -30,14 +28,6 @@ QString actionTitle(const HotKeyAction& action)
     case HotKeyAction::Kind::settings: return QStringLiteral("Open Settings");
     }
     return {};
-}
-
-// X11 grabs keys itself; on Wayland only the desktop portal can, and only where the desktop offers it.
-bool shortcutsWorkHere()
-{
-    const QString platform = QGuiApplication::platformName();
-    return platform == QLatin1String("xcb") ||
-           (platform.startsWith(QLatin1String("wayland")) && PortalHotKeyBackend::isAvailable());
 }
 
 // A button that shows a shortcut; clicked, it records the next accepted key combination. Esc cancels,
@@ -152,7 +142,7 @@ public:
         m_unavailable = addNote(QStringLiteral("Shortcuts cannot work on this desktop: it offers neither X11 key grabs "
                                                "nor the desktop portal's global shortcuts."));
         m_unavailable->setObjectName(QStringLiteral("shortcutsUnavailable"));
-        m_unavailable->setVisible(!shortcutsWorkHere());
+        m_unavailable->setVisible(!desktopGrabsHotKeys());
 
         auto* grid = new QGridLayout;
         grid->setContentsMargins(12, 4, 0, 0);

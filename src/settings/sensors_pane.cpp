@@ -1,5 +1,7 @@
 #include "settings/settings_panes.h"
 
+#include "core/fmt.h"
+
 #include <QComboBox>
 #include <QFormLayout>
 #include <QTimer>
@@ -65,7 +67,7 @@ private:
             if (sensor.kind != SensorKind::temperature)
                 continue;
             choices.emplace_back(
-                QStringLiteral("%1 — %2").arg(sensor.name, format(config.temperatureUnit, sensor.value, 0)), sensor.key);
+                QStringLiteral("%1 — %2").arg(sensor.name, Fmt::temperature(config.temperatureUnit, sensor.value, 0)), sensor.key);
             listed = listed || sensor.key == config.menubarSensorKey;
         }
         if (config.menubarSensorKey && !listed)

@@ -165,11 +165,6 @@ TEST(RuleEngine, SwitchingARuleOffEndsItsEpisode)
 
 TEST(RuleEngine, ValuesAndFormats)
 {
-    EXPECT_EQ(RuleEngine::format(80), "80");
-    EXPECT_EQ(RuleEngine::format(80.5), "80.5");
-    EXPECT_EQ(RuleEngine::format(79.96), "80.0");
-    EXPECT_EQ(RuleEngine::format(-1), "-1");
-
     HubSnapshot s;
     s.download = 2'048'000;
     s.upload = 512;

@@ -65,6 +65,33 @@ TEST(Fmt, DurationComponents)
         EXPECT_EQ(Fmt::duration(seconds), text) << seconds;
 }
 
+TEST(Fmt, WholeOrTenths)
+{
+    EXPECT_EQ(Fmt::wholeOrTenths(80), "80");
+    EXPECT_EQ(Fmt::wholeOrTenths(80.5), "80.5");
+    EXPECT_EQ(Fmt::wholeOrTenths(79.96), "80.0");
+    EXPECT_EQ(Fmt::wholeOrTenths(-1), "-1");
+}
+
+TEST(Fmt, MinutesWording)
+{
+    EXPECT_EQ(Fmt::minutes(0), "1 min");
+    EXPECT_EQ(Fmt::minutes(119), "1 min");
+    EXPECT_EQ(Fmt::minutes(120), "2 min");
+    EXPECT_EQ(Fmt::minutes(59 * 60 + 59), "59 min");
+    EXPECT_EQ(Fmt::minutes(60 * 60), "1 h 0 min");
+    EXPECT_EQ(Fmt::minutes(119 * 60), "1 h 59 min");
+    EXPECT_EQ(Fmt::minutes(150 * 60), "2 h");
+    EXPECT_EQ(Fmt::minutes(600 * 60), "10 h");
+}
+
+TEST(Fmt, HoursMinutes)
+{
+    EXPECT_EQ(Fmt::hoursMinutes(95), "1:35");
+    EXPECT_EQ(Fmt::hoursMinutes(5), "0:05");
+    EXPECT_EQ(Fmt::hoursMinutes(600), "10:00");
+}
+
 TEST(Fmt, TimeInZoneOrDash)
 {
     EXPECT_EQ(Fmt::time(std::nullopt, QTimeZone::utc()), "—");
@@ -79,21 +106,21 @@ TEST(Fmt, TimeInZoneOrDash)
 
 TEST(Fmt, TemperatureUnits)
 {
-    EXPECT_EQ(format(TempUnit::celsius, 23.4, 0), "23°");
-    EXPECT_EQ(format(TempUnit::fahrenheit, 23.4, 0), "74°");
-    EXPECT_EQ(format(TempUnit::kelvin, 23.4, 0), "297 K");
-    EXPECT_EQ(format(TempUnit::celsius, 23.45, 1), "23.4°"); // 23.45 is stored just below the tie
-    EXPECT_EQ(format(TempUnit::fahrenheit, -40, 1), "-40.0°");
+    EXPECT_EQ(Fmt::temperature(TempUnit::celsius, 23.4, 0), "23°");
+    EXPECT_EQ(Fmt::temperature(TempUnit::fahrenheit, 23.4, 0), "74°");
+    EXPECT_EQ(Fmt::temperature(TempUnit::kelvin, 23.4, 0), "297 K");
+    EXPECT_EQ(Fmt::temperature(TempUnit::celsius, 23.45, 1), "23.4°"); // 23.45 is stored just below the tie
+    EXPECT_EQ(Fmt::temperature(TempUnit::fahrenheit, -40, 1), "-40.0°");
     for (TempUnit unit : allCases<TempUnit>())
-        EXPECT_EQ(format(unit, std::nullopt, 1), "—");
+        EXPECT_EQ(Fmt::temperature(unit, std::nullopt, 1), "—");
 }
 
 TEST(Fmt, WindUnits)
 {
-    EXPECT_EQ(format(WindUnit::kmh, 18), "18 km/h");
-    EXPECT_EQ(format(WindUnit::mph, 18), "11 mph");
-    EXPECT_EQ(format(WindUnit::ms, 18), "5 m/s");
-    EXPECT_EQ(format(WindUnit::knots, 18), "10 kn");
-    EXPECT_EQ(format(WindUnit::kmh, 2.5), "3 km/h");
-    EXPECT_EQ(format(WindUnit::ms, 9), "3 m/s"); // 2.5 rounds away from zero
+    EXPECT_EQ(Fmt::wind(WindUnit::kmh, 18), "18 km/h");
+    EXPECT_EQ(Fmt::wind(WindUnit::mph, 18), "11 mph");
+    EXPECT_EQ(Fmt::wind(WindUnit::ms, 18), "5 m/s");
+    EXPECT_EQ(Fmt::wind(WindUnit::knots, 18), "10 kn");
+    EXPECT_EQ(Fmt::wind(WindUnit::kmh, 2.5), "3 km/h");
+    EXPECT_EQ(Fmt::wind(WindUnit::ms, 9), "3 m/s"); // 2.5 rounds away from zero
 }

@@ -64,18 +64,6 @@ HubSnapshot fullDisk(HubSnapshot s = {})
 
 } // namespace
 
-TEST(InsightEngine, MinutesWording)
-{
-    EXPECT_EQ(InsightEngine::minutes(0), "1 min");
-    EXPECT_EQ(InsightEngine::minutes(119), "1 min");
-    EXPECT_EQ(InsightEngine::minutes(120), "2 min");
-    EXPECT_EQ(InsightEngine::minutes(59 * 60 + 59), "59 min");
-    EXPECT_EQ(InsightEngine::minutes(60 * 60), "1 h 0 min");
-    EXPECT_EQ(InsightEngine::minutes(119 * 60), "1 h 59 min");
-    EXPECT_EQ(InsightEngine::minutes(150 * 60), "2 h");
-    EXPECT_EQ(InsightEngine::minutes(600 * 60), "10 h");
-}
-
 TEST(InsightEngine, StartsQuietAndABusyProcessNeedsTwoFullMinutes)
 {
     InsightRun run;

@@ -50,15 +50,12 @@ TEST(McpValue, RoundedNumbersAreExactOneDecimalJsonNumbers)
     EXPECT_EQ(json(McpValue::r(123456789.06)), "[123456789.1]");
 }
 
-TEST(McpValue, SizesRatesAndHoursMinutesUseTheSharedFormats)
+TEST(McpValue, SizesAndRatesUseTheSharedFormats)
 {
     EXPECT_EQ(McpValue::size(1536.0 * 1024 * 1024, 1024), "1.5 GB");
     EXPECT_EQ(McpValue::size(500e9, 1000), "500 GB");
     EXPECT_EQ(McpValue::rate(340 * 1024), "340 KB/s");
     EXPECT_EQ(McpValue::rate(std::nan("")), "0 B/s");
-    EXPECT_EQ(McpValue::hoursMinutes(95), "1:35");
-    EXPECT_EQ(McpValue::hoursMinutes(5), "0:05");
-    EXPECT_EQ(McpValue::hoursMinutes(600), "10:00");
 }
 
 TEST(McpValue, TimestampsAreLocalIso8601WithAColonInTheOffset)

@@ -66,7 +66,7 @@ TEST(ProcessMonitor, RatesNeedTwoSamplesAndAFourThreadProcessShowsAbout400)
     EXPECT_EQ(find(monitor, 1)->cpu, 0);
 
     // The ended process is gone from the counters and from the name cache.
-    EXPECT_EQ(monitor.previous.count(300) + monitor.names.count(300), 0u);
+    EXPECT_FALSE(monitor.remembers(300));
 
     // Counters that go backwards give zero, not huge rates.
     root.use("sys-basic-1");
@@ -92,9 +92,9 @@ TEST(ProcessMonitor, NamesComeFromCommOrTheCommandLineAndAreCached)
     EXPECT_EQ(find(monitor, 600)->name, "pid 600");
     EXPECT_EQ(monitor.name(424242), "pid 424242");
 
-    // The cache answers even after the files changed; an ended pid is looked up afresh.
-    monitor.names[100] = "cached";
-    EXPECT_EQ(monitor.name(100), "cached");
+    // The cache answers even after the files are gone.
+    root.useScratch();
+    EXPECT_EQ(monitor.name(100), "render (pool) 1");
 }
 
 TEST(ProcessMonitor, ListingFailuresAndVanishingProcessesKeepTheLastList)

@@ -112,7 +112,7 @@ TEST(NetworkNamespace, InsideTheNamespace)
     double time = 100;
     monitor.now = [&] { return time; };
     monitor.sample();
-    ASSERT_TRUE(test::waitUntil([&] { return !monitor.pingInFlight; }, 8000));
+    ASSERT_TRUE(test::waitUntil([&] { return !monitor.isPinging(); }, 8000));
     EXPECT_EQ(monitor.internetReachable, true);
 
     // Traffic across the veth pair.

@@ -1,6 +1,7 @@
 #include "test_support.h"
 
 #include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/linux_network_reader.h"
 #include "platform/linux/linux_system_readers.h"
 #include "platform/linux/power_supply_reader.h"
 
@@ -131,6 +132,10 @@ struct NoNetwork : NetworkReader {
     std::map<QString, QString> readDisplayNames() override { return {}; }
     std::map<QString, QString> readHardwareAddresses() override { return {}; }
     bool isBridge(const QString&) override { return false; }
+    PingCommand pingCommand(const QString& host, int timeoutSeconds) const override
+    {
+        return LinuxNetworkReader::iputilsPing(QStringLiteral("/bin/ping"), host, timeoutSeconds);
+    }
 };
 
 } // namespace

@@ -321,4 +321,16 @@ bool LinuxNetworkReader::isBridge(const QString& bsdName)
     return m_sysfs.isDirectory(netPath(bsdName.toStdString(), "bridge"));
 }
 
+PingCommand LinuxNetworkReader::pingCommand(const QString& host, int timeoutSeconds) const
+{
+    return iputilsPing(QStringLiteral("/bin/ping"), host, timeoutSeconds);
+}
+
+PingCommand LinuxNetworkReader::iputilsPing(const QString& program, const QString& host, int timeoutSeconds)
+{
+    // "--" keeps a host that starts with '-' from being read as an option.
+    return {program, {QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("-W"), QString::number(timeoutSeconds),
+                      QStringLiteral("--"), host}};
+}
+
 } // namespace pulsebar

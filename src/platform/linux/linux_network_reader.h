@@ -45,6 +45,9 @@ public:
     std::map<QString, QString> readDisplayNames() override;
     std::map<QString, QString> readHardwareAddresses() override;
     bool isBridge(const QString& bsdName) override;
+    PingCommand pingCommand(const QString& host, int timeoutSeconds) const override;
+    // The iputils ping command line, run as `program`.
+    static PingCommand iputilsPing(const QString& program, const QString& host, int timeoutSeconds);
 
 private:
     std::string netPath(const std::string& name, std::string_view file = {}) const;

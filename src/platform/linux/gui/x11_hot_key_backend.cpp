@@ -1,4 +1,4 @@
-#include "menubar/x11_hot_key_backend.h"
+#include "platform/linux/gui/x11_hot_key_backend.h"
 
 #include "menubar/hot_key_recorder.h"
 

@@ -1,4 +1,4 @@
-#include "menubar/portal_hot_key_backend.h"
+#include "platform/linux/gui/portal_hot_key_backend.h"
 
 #include "menubar/hot_key_recorder.h"
 
