@@ -1,6 +1,7 @@
 #include "monitors/disk_monitor.h"
 
 #include "core/clock.h"
+#include "monitors/counters.h"
 
 #include <algorithm>
 
@@ -33,9 +34,9 @@ void DiskMonitor::sampleActivity()
     const double time = now();
     if (m_lastBytes && m_lastSample && time - *m_lastSample > 0) {
         const double dt = time - *m_lastSample;
-        // A sum that fell (a disk was detached) gives 0 for this interval, never a wrapped figure.
-        readRate = bytes.read >= m_lastBytes->read ? double(bytes.read - m_lastBytes->read) / dt : 0;
-        writeRate = bytes.write >= m_lastBytes->write ? double(bytes.write - m_lastBytes->write) / dt : 0;
+        // A sum that fell (a disk was detached) gives 0 for this interval.
+        readRate = counterRate(bytes.read, m_lastBytes->read, dt);
+        writeRate = counterRate(bytes.write, m_lastBytes->write, dt);
         readHistory.add(readRate);
         writeHistory.add(writeRate);
     }

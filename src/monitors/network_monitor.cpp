@@ -2,6 +2,7 @@
 
 #include "core/clock.h"
 #include "core/paths.h"
+#include "monitors/counters.h"
 
 #include <QHostAddress>
 #include <QNetworkAccessManager>
@@ -39,11 +40,6 @@ bool isVPNName(const QString& name)
 bool isPeerToPeerName(const QString& name)
 {
     return startsWithAny(name, {"awdl", "llw", "p2p-"});
-}
-
-double rate(uint64_t now, uint64_t before, double dt)
-{
-    return now >= before ? double(now - before) / dt : 0.0;
 }
 
 } // namespace
@@ -96,8 +92,8 @@ void NetworkMonitor::sample()
         double up = 0, down = 0;
         const auto last = m_lastCounters.find(name);
         if (last != m_lastCounters.end() && dt > 0) {
-            up = rate(current.tx, last->second.tx, dt);
-            down = rate(current.rx, last->second.rx, dt);
+            up = counterRate(current.tx, last->second.tx, dt);
+            down = counterRate(current.rx, last->second.rx, dt);
         }
         if (current.hardware) {
             totalUp += up;
