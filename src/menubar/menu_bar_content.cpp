@@ -303,6 +303,10 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     r.memoryUsed = hub.memory.usedPercent();
     if (const auto startup = hub.disks.startupVolume())
         r.startupDiskUsed = startup->usedPercent();
+    if (const auto& report = hub.weather.report())
+        r.weather = Weather{report->current.symbol(), report->current.temperature};
+    if (const auto sun = hub.astronomy.nextSunEvent(r.now))
+        r.nextSunEvent = SunEvent{sun->isSunrise, sun->time};
     return r;
 }
 
