@@ -1,5 +1,9 @@
 #include "dump/sample_states.h"
 
+#include "dump/panel_images.h"
+#include "sky/astronomy_panel_content.h"
+#include "weather/weather_panel_content.h"
+
 #include <cmath>
 
 namespace pulsebar {
@@ -114,6 +118,76 @@ std::vector<SampleState> sampleStates()
     out.push_back({QStringLiteral("dark"), night, false, true});
     out.push_back({QStringLiteral("light"), busy(), false, false});
     return out;
+}
+
+namespace {
+
+// A fixed 14-day report for Berlin, fetched ten minutes before the sample time.
+WeatherReport sampleReport(int code, bool isDay)
+{
+    WeatherReport r;
+    r.location = {QStringLiteral("Berlin, Land Berlin, Germany"), 52.52437, 13.41053};
+    r.timeZone = QTimeZone("Europe/Berlin");
+    r.fetched = sampleTime - 600;
+    r.current = {isDay ? 11.4 : 4.2, isDay ? 9.8 : 1.1, 71, 6.3, 14.8, 225, 31.3, 1012.6, 18500, isDay ? 3.0 : 0.0,
+                 0.2, 40, code, isDay};
+    const QDate first = QDateTime::fromMSecsSinceEpoch(qint64(sampleTime * 1000), r.timeZone).date();
+    const int codes[] = {2, 61, 0, 3, 45, 80, 95, 71, 1, 3, 63, 0, 2, 51};
+    for (int i = 0; i < 14; ++i) {
+        WeatherDay d;
+        d.date = first.addDays(i);
+        d.code = codes[i];
+        d.high = 12.0 + 3 * std::sin(i * 0.8);
+        d.low = 3.0 + 2 * std::cos(i * 0.6);
+        if (i != 8)
+            d.precipitationChance = (i * 37) % 100;
+        d.precipitationSum = codes[i] >= 51 ? 0.8 + i * 0.7 : 0;
+        d.sunrise = double(QDateTime(d.date, QTime(6, 12), r.timeZone).toMSecsSinceEpoch()) / 1000;
+        d.sunset = double(QDateTime(d.date, QTime(18, 4), r.timeZone).toMSecsSinceEpoch()) / 1000;
+        r.days.push_back(d);
+    }
+    return r;
+}
+
+QImage weatherPanel(const std::optional<WeatherReport>& report, bool loading, bool located,
+                    const std::optional<QString>& error, bool dark, double dpr)
+{
+    WeatherPanelInput in;
+    in.report = report ? &*report : nullptr;
+    in.isLoading = loading;
+    in.hasLocation = located;
+    in.lastError = error;
+    in.now = sampleTime;
+    in.displayZone = QTimeZone("Europe/Berlin");
+    return PanelImages::weather(WeatherPanelContent::view(in), dark, dpr);
+}
+
+QImage astronomyPanel(const WeatherLocation& place, double time, const QByteArray& zone, bool dark, double dpr)
+{
+    const auto snapshot = AstronomyMonitor::compute(place, time, QTimeZone(zone));
+    return PanelImages::astronomy(AstronomyPanelContent::view(snapshot, QTimeZone(zone)), dark, dpr);
+}
+
+} // namespace
+
+std::vector<PanelSample> panelSamples(double dpr)
+{
+    const std::optional<QString> none;
+    const WeatherLocation berlin{QStringLiteral("Berlin, Land Berlin, Germany"), 52.52437, 13.41053};
+    const WeatherLocation tromso{QStringLiteral("Tromsø, Troms, Norway"), 69.6492, 18.9553};
+    const double midsummer = 1782043200; // 2026-06-21 12:00 UTC
+    return {
+        {QStringLiteral("weather-day"), weatherPanel(sampleReport(2, true), false, true, none, false, dpr)},
+        {QStringLiteral("weather-night"), weatherPanel(sampleReport(0, false), false, true, none, true, dpr)},
+        {QStringLiteral("weather-unknown-code"), weatherPanel(sampleReport(4, true), false, true, none, false, dpr)},
+        {QStringLiteral("weather-loading"), weatherPanel(std::nullopt, true, true, none, false, dpr)},
+        {QStringLiteral("weather-waiting"), weatherPanel(std::nullopt, false, false, none, false, dpr)},
+        {QStringLiteral("weather-failed"),
+         weatherPanel(std::nullopt, false, false, QStringLiteral("Cannot reach the location service: Host ipapi.co not found."),
+                      false, dpr)},
+        {QStringLiteral("astronomy"), astronomyPanel(berlin, sampleTime, "Europe/Berlin", false, dpr)},
+        {QStringLiteral("astronomy-polar-summer"), astronomyPanel(tromso, midsummer, "Europe/Oslo", true, dpr)},
+    };
 }
 
 } // namespace pulsebar

@@ -21,3 +21,19 @@ struct SampleState {
 std::vector<SampleState> sampleStates();
 
 } // namespace pulsebar
+
+#include <QImage>
+
+namespace pulsebar {
+
+// A panel in a sample state, drawn as the dump shows it.
+struct PanelSample {
+    QString name; // the file name without extension, e.g. "weather-night"
+    QImage image;
+};
+
+// The weather panel by day, by night, with an unknown code, loading, waiting for a place and failed;
+// the astronomy panel for a mid-latitude place and for one in polar summer.
+std::vector<PanelSample> panelSamples(double devicePixelRatio);
+
+} // namespace pulsebar
