@@ -1,7 +1,7 @@
 #include "alerts/notifier.h"
 #include "alerts/rule_engine.h"
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "insight/insight_engine.h"
 
 #include <QTemporaryDir>
@@ -24,7 +24,7 @@ LiveState busyDesktop()
     LiveState s;
     s.cpuUser = 65;
     s.cpuSystem = 12;
-    s.memoryPressureLevel = 2;
+    s.memoryPressureLevel = MemoryPressureLevel::warning;
     s.diskWriteRate = 70e6;
     s.download = 12e6;
     for (int i = 0; i < 400; ++i) {

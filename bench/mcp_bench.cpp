@@ -2,7 +2,7 @@
 // as an agent starts it), and each tool once the hub has sampled twice (in process, through handle()).
 
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "history/history_store.h"
 #include "mcp/mcp_server.h"
 

@@ -16,7 +16,7 @@ using namespace pulsebar;
 
 namespace {
 
-SysFs live() { return SysFs("/"); }
+RootedFileReader live() { return RootedFileReader("/"); }
 
 // The clock moves a second per call, so every sample after the first computes rates.
 std::function<double()> steppingClock()

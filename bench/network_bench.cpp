@@ -36,7 +36,7 @@ BENCHMARK(BM_NetworkSampleLiveSystem);
 static void BM_NetworkSampleLaptopFixture(benchmark::State& state)
 {
     // Eight interfaces, a Wi-Fi link and a resolved stub; addresses come from the live system.
-    sampleLoop(state, std::make_unique<LinuxNetworkReader>(SysFs(PULSEBAR_FIXTURES "/network/laptop"),
+    sampleLoop(state, std::make_unique<LinuxNetworkReader>(RootedFileReader(PULSEBAR_FIXTURES "/network/laptop"),
                                                            [](const QString&) { return std::optional<WirelessLink>(); }));
 }
 BENCHMARK(BM_NetworkSampleLaptopFixture);

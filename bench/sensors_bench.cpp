@@ -67,7 +67,7 @@ void sampleSensors(benchmark::State& state, std::shared_ptr<SensorSource> source
 
 void sampleBattery(benchmark::State& state, const std::string& root)
 {
-    BatteryMonitor monitor(std::make_unique<PowerSupplyReader>(SysFs(root), false));
+    BatteryMonitor monitor(std::make_unique<PowerSupplyReader>(RootedFileReader(root), false));
     for (auto _ : state)
         monitor.sample();
     state.counters["present"] = monitor.present ? 1 : 0;
@@ -78,7 +78,7 @@ void sampleBattery(benchmark::State& state, const std::string& root)
 static void BM_SensorDiscoveryHwmonFixture(benchmark::State& state)
 {
     for (auto _ : state) {
-        HwmonSensorSource source(SysFs(fixtureRoot("hwmon-desktop")));
+        HwmonSensorSource source(RootedFileReader(fixtureRoot("hwmon-desktop")));
         benchmark::DoNotOptimize(SensorMonitor::catalogue(source.discover()));
     }
 }
@@ -86,7 +86,7 @@ BENCHMARK(BM_SensorDiscoveryHwmonFixture);
 
 static void BM_SensorSampleHwmonFixture(benchmark::State& state)
 {
-    sampleSensors(state, std::make_shared<HwmonSensorSource>(SysFs(fixtureRoot("hwmon-desktop"))));
+    sampleSensors(state, std::make_shared<HwmonSensorSource>(RootedFileReader(fixtureRoot("hwmon-desktop"))));
 }
 BENCHMARK(BM_SensorSampleHwmonFixture);
 
@@ -99,7 +99,7 @@ BENCHMARK(BM_SensorSampleSMCTable);
 
 static void BM_SensorSampleThisMachine(benchmark::State& state)
 {
-    sampleSensors(state, std::make_shared<HwmonSensorSource>(SysFs("/")));
+    sampleSensors(state, std::make_shared<HwmonSensorSource>(RootedFileReader("/")));
 }
 BENCHMARK(BM_SensorSampleThisMachine);
 

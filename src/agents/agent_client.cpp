@@ -1,7 +1,7 @@
 #include "agents/agent_client.h"
 
 #include "core/paths.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <QDir>
 #include <QFile>
@@ -197,7 +197,7 @@ const AgentClient* AgentClient::find(const QString& id)
 QString AgentClient::executable()
 {
     // The running process itself, never the sysroot a test may have pointed the monitors at.
-    const std::optional<std::string> link = SysFs("/").readLink("proc/self/exe");
+    const std::optional<std::string> link = RootedFileReader("/").readLink("proc/self/exe");
     if (!link)
         return {};
     QString path = QFile::decodeName(QByteArray::fromStdString(*link));

@@ -1,6 +1,6 @@
 #include "alerts/live_state.h"
 
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include <algorithm>
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "monitors/memory_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
 
@@ -35,7 +36,7 @@ struct LiveState {
     // Memory
     double memoryUsed = 0;     // percent: (app + wired + compressed) of the total, 0 without a total
     double memoryPressure = 0; // percent 0–100
-    int memoryPressureLevel = 1; // 1 normal, 2 warning, 4 critical
+    MemoryPressureLevel memoryPressureLevel = MemoryPressureLevel::normal;
 
     std::vector<ProcessSample> processes; // in the order the platform listed them
 

@@ -2,7 +2,7 @@
 
 #include "alerts/notifier.h"
 #include "core/fmt.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include <QObject>
 #include <QPointer>

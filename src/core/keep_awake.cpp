@@ -1,5 +1,6 @@
 #include "core/keep_awake.h"
 
+#include "core/clock.h"
 #include "core/fmt.h"
 
 #include <QDateTime>
@@ -34,7 +35,7 @@ std::optional<double> KeepAwake::seconds(Duration duration)
 }
 
 KeepAwake::KeepAwake(std::unique_ptr<PowerAssertions> assertions)
-    : now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }), m_assertions(std::move(assertions))
+    : now(systemClock()), m_assertions(std::move(assertions))
 {
 }
 

@@ -32,7 +32,7 @@ MenuBarReadings idle()
     r.gpuUtilization = 2;
     r.gpuHistory = trail(2, 2);
     r.memoryPressure = 22;
-    r.memoryPressureLevel = 1;
+    r.memoryPressureLevel = MemoryPressureLevel::normal;
     r.memoryUsed = 38;
     r.startupDiskUsed = 41;
     r.internetReachable = true;
@@ -57,7 +57,7 @@ MenuBarReadings busy()
     r.gpuUtilization = 64;
     r.gpuHistory = trail(60, 30);
     r.memoryPressure = 58;
-    r.memoryPressureLevel = 2;
+    r.memoryPressureLevel = MemoryPressureLevel::warning;
     r.memoryUsed = 81;
     r.upload = 2.4e6;
     r.download = 38.5e6;
@@ -77,7 +77,7 @@ MenuBarReadings hot()
     r.cpuSystem = 7;
     r.cpuHistory = trail(96, 4);
     r.memoryPressure = 91;
-    r.memoryPressureLevel = 4;
+    r.memoryPressureLevel = MemoryPressureLevel::critical;
     r.temperature = 99;
     r.fanRpm = 6800;
     r.weather = MenuBarReadings::Weather{QStringLiteral("sun.max.fill"), 34};

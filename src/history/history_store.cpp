@@ -1,10 +1,10 @@
 #include "history/history_store.h"
 
+#include "core/clock.h"
 #include "core/paths.h"
 #include "core/serial_queue.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QMetaObject>
@@ -126,11 +126,6 @@ bool isUsable(sqlite3* db, HistoryStore::Access access)
         return false;
     const auto* verdict = reinterpret_cast<const char*>(sqlite3_column_text(quickCheck.handle, 0));
     return verdict && std::string(verdict) == "ok" && sqlite3_db_readonly(db, "main") == 0;
-}
-
-double systemNow()
-{
-    return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
 }
 
 // A receiver watched from the calling thread: the completion is dropped once it has been destroyed.

@@ -2,7 +2,7 @@
 
 #include "alerts/notifier.h"
 #include "core/fmt.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include <QSet>
 
@@ -183,7 +183,7 @@ void InsightEngine::evaluate(const LiveState& state, const Config& config, doubl
 
 void InsightEngine::updateConditions(const LiveState& state, double now)
 {
-    m_memoryPressure.update(state.memoryPressureLevel >= 2, now);
+    m_memoryPressure.update(state.memoryPressureLevel != MemoryPressureLevel::normal, now);
     m_cpuTotal.update(state.cpuTotal() >= cpuTotalPercent, now);
     m_diskBusy.update(state.diskReadRate + state.diskWriteRate >= diskBytesPerSecond, now);
     m_networkBusy.update(std::max(state.download, state.upload) >= networkBytesPerSecond, now);
@@ -228,7 +228,7 @@ std::optional<Insight> InsightEngine::memoryInsight(const LiveState& state, doub
     const ProcessSample* process = topProcess(state.processes, [](const ProcessSample& p) { return p.memory; });
     if (!process)
         return std::nullopt;
-    const bool critical = state.memoryPressureLevel >= 4;
+    const bool critical = state.memoryPressureLevel == MemoryPressureLevel::critical;
     return Insight{Insight::Kind::memory,
                    "Memory pressure is " + QString(critical ? "critical" : "high") + " — " + process->name +
                        " is using " + Fmt::bytes(process->memory, 1024) + ".",

@@ -1,7 +1,7 @@
 #include "mcp/mcp_server.h"
 
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "core/unix_signals.h"
 #include "mcp/tool_error.h"
 

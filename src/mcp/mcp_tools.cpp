@@ -2,7 +2,7 @@
 
 #include "core/app_settings.h"
 #include "core/fmt.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "history/history_store.h"
 #include "insight/insight_engine.h"
 #include "mcp/mcp_arguments.h"
@@ -113,15 +113,6 @@ std::optional<QString> adapterDescription(const BatteryMonitor& battery)
     return std::nullopt;
 }
 
-QString pressureText(int level)
-{
-    if (level < 2)
-        return QStringLiteral("normal");
-    if (level < 4)
-        return QStringLiteral("warning");
-    return QStringLiteral("critical");
-}
-
 double percentOf(double part, double total)
 {
     return total > 0 ? part / total * 100.0 : 0;
@@ -161,7 +152,7 @@ QJsonObject memorySummary(const MemoryMonitor& memory)
                        {"used", McpValue::size(memory.app + memory.wired + memory.compressed, 1024)},
                        {"total", McpValue::size(memory.total, 1024)},
                        {"pressure_percent", r(memory.pressure)},
-                       {"pressure", pressureText(memory.pressureLevel)},
+                       {"pressure", enumName(memory.pressureLevel)},
                        {"swap_used", McpValue::size(memory.swapUsed, 1024)}};
 }
 

@@ -1,7 +1,8 @@
 #include "menubar/menu_bar_content.h"
 
+#include "core/clock.h"
 #include "core/fmt.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -69,11 +70,14 @@ QString timeTemplate()
     return QLocale().toString(QTime(22, 58), QLocale::ShortFormat);
 }
 
-PartColor pressureColor(int level)
+PartColor pressureColor(MemoryPressureLevel level)
 {
-    if (level >= 4)
-        return PartColor::red;
-    return level >= 2 ? PartColor::yellow : PartColor::green;
+    switch (level) {
+    case MemoryPressureLevel::normal: return PartColor::green;
+    case MemoryPressureLevel::warning: return PartColor::yellow;
+    case MemoryPressureLevel::critical: return PartColor::red;
+    }
+    return PartColor::green;
 }
 
 QString temperature(const Config& config, std::optional<double> celsius)
@@ -86,7 +90,7 @@ MenuBarParts combined(const MenuBarReadings& r, const Config& config)
     return {MenuBarPart::makeAppGlyph(),
             MenuBarPart::makeGraph(fractions(r.cpuHistory), PartColor::blue),
             MenuBarPart::makeBar(r.memoryPressure / 100.0,
-                                 r.memoryPressureLevel < 2 ? PartColor::green : PartColor::yellow),
+                                 r.memoryPressureLevel == MemoryPressureLevel::normal ? PartColor::green : PartColor::yellow),
             MenuBarPart::makeStacked(QStringLiteral("CPU ") + Fmt::percent(r.cpuUser + r.cpuSystem),
                                      QStringLiteral("MEM ") + Fmt::percent(r.memoryUsed), QStringLiteral("CPU 100%")),
             MenuBarPart::makeStacked(temperature(config, r.temperature),
@@ -279,7 +283,7 @@ namespace pulsebar {
 MenuBarReadings MenuBarReadings::from(const Hub& hub)
 {
     MenuBarReadings r;
-    r.now = hub.now ? hub.now() : double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+    r.now = hub.now ? hub.now() : systemNow();
     r.temperature = hub.menubarTemperature();
     const auto values = [](const History& h) { return std::vector<double>(h.values().begin(), h.values().end()); };
     r.internetReachable = hub.network.internetReachable;

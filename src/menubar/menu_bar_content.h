@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/config.h"
+#include "monitors/memory_monitor.h"
 #include "menubar/menu_bar_part.h"
 
 #include <QString>
@@ -27,7 +28,7 @@ struct MenuBarReadings {
     std::vector<double> gpuHistory;
 
     double memoryPressure = 0; // percent
-    int memoryPressureLevel = 1; // 1 normal, 2 warning, 4 critical
+    MemoryPressureLevel memoryPressureLevel = MemoryPressureLevel::normal;
     double memoryUsed = 0; // percent
 
     std::optional<double> startupDiskUsed; // percent; absent without a startup volume

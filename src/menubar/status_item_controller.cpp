@@ -1,6 +1,6 @@
 #include "menubar/status_item_controller.h"
 
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "menubar/dropdown_panel.h"
 #include "menubar/menu_bar_renderer.h"
 

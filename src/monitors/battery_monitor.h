@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/history.h"
+#include "history/history.h"
 
 #include <QString>
 

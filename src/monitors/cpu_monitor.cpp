@@ -1,6 +1,7 @@
 #include "monitors/cpu_monitor.h"
 
-#include "monitors/monitor_clock.h"
+#include "core/clock.h"
+#include "monitors/counters.h"
 
 #include <algorithm>
 

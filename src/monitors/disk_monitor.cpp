@@ -1,6 +1,6 @@
 #include "monitors/disk_monitor.h"
 
-#include "monitors/monitor_clock.h"
+#include "core/clock.h"
 
 #include <algorithm>
 

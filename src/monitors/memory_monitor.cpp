@@ -1,6 +1,7 @@
 #include "monitors/memory_monitor.h"
 
-#include "monitors/monitor_clock.h"
+#include "core/clock.h"
+#include "monitors/counters.h"
 
 #include <algorithm>
 
@@ -10,16 +11,17 @@ namespace {
 
 // The kernel's view of how hard memory is to get: stalls over the last 10 s when the kernel reports
 // them, else how little is still available.
-int pressureLevelFor(const std::optional<MemoryStall>& stall, double availablePercent)
+MemoryPressureLevel pressureLevelFor(const std::optional<MemoryStall>& stall, double availablePercent)
 {
+    using enum MemoryPressureLevel;
     if (stall) {
         if (stall->fullAvg10 >= 10 || stall->someAvg10 >= 40)
-            return 4;
-        return stall->someAvg10 >= 10 ? 2 : 1;
+            return critical;
+        return stall->someAvg10 >= 10 ? warning : normal;
     }
     if (availablePercent < 5)
-        return 4;
-    return availablePercent < 15 ? 2 : 1;
+        return critical;
+    return availablePercent < 15 ? warning : normal;
 }
 
 double bytes(uint64_t value) { return double(value); }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "core/history.h"
+#include "core/enum_names.h"
+#include "history/history.h"
 
 #include <cstdint>
 #include <functional>
@@ -33,6 +34,13 @@ struct MemoryStall {
     double fullAvg10 = 0;
 };
 
+// How hard memory is to get, in rising order; the names are the ones agents read.
+enum class MemoryPressureLevel { normal, warning, critical };
+template <>
+struct EnumNames<MemoryPressureLevel> {
+    static constexpr std::array<std::string_view, 3> names{"normal", "warning", "critical"};
+};
+
 class MemoryReader {
 public:
     virtual ~MemoryReader() = default;
@@ -61,7 +69,7 @@ public:
     double cached = 0;
     double free = 0;
     double pressure = 0;   // percent 0-100
-    int pressureLevel = 1; // 1 normal, 2 warning, 4 critical
+    MemoryPressureLevel pressureLevel = MemoryPressureLevel::normal;
     double swapUsed = 0;
     double swapTotal = 0;
     double pageInsRate = 0;  // bytes per second

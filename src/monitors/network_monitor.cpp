@@ -1,8 +1,8 @@
 #include "monitors/network_monitor.h"
 
+#include "core/clock.h"
 #include "core/paths.h"
 
-#include <QDateTime>
 #include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -50,7 +50,7 @@ double rate(uint64_t now, uint64_t before, double dt)
 
 NetworkMonitor::NetworkMonitor(std::unique_ptr<NetworkReader> reader, QObject* parent)
     : QObject(parent),
-      now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+      now(systemClock()),
       publicIPURL(Paths::env("PULSEBAR_IPIFY_URL", QStringLiteral("https://api.ipify.org"))),
       m_reader(std::move(reader))
 {
@@ -210,10 +210,11 @@ QString NetworkMonitor::publicIPKey(const std::optional<QString>& primary, const
 
 WiFiInfo NetworkMonitor::wifiInfo(const WiFiReading& r)
 {
-    static const char* const bands[] = {nullptr, "2.4 GHz", "5 GHz", "6 GHz"};
-    static const char* const widths[] = {nullptr, "20 MHz", "40 MHz", "80 MHz", "160 MHz"};
+    // Indexed by the enumerations' cases; an empty text is no text.
+    static const char* const bands[] = {"", "2.4 GHz", "5 GHz", "6 GHz"};
+    static const char* const widths[] = {"", "20 MHz", "40 MHz", "80 MHz", "160 MHz"};
     static const char* const phyModes[] = {"—", "802.11a", "802.11b", "802.11g", "802.11n (Wi-Fi 4)",
-                                           "802.11ac (Wi-Fi 5)", "802.11ax (Wi-Fi 6)"};
+                                           "802.11ac (Wi-Fi 5)", "802.11ax (Wi-Fi 6)", "802.11be (Wi-Fi 7)"};
     // Indexed by the security code 0…15.
     static const char* const securities[] = {
         "None", "WEP", "WPA Personal", "WPA Personal", "WPA2 Personal", "Personal", "WEP", "Enterprise",
@@ -227,13 +228,12 @@ WiFiInfo NetworkMonitor::wifiInfo(const WiFiReading& r)
     info.rssi = r.rssi;
     info.noise = r.noise;
     info.channel = r.channel;
-    if (r.band >= 1 && r.band <= 3)
-        info.band = QString::fromUtf8(bands[r.band]);
-    if (r.width >= 1 && r.width <= 4)
-        info.width = QString::fromUtf8(widths[r.width]);
+    if (r.band != WiFiBand::unknown)
+        info.band = QString::fromUtf8(bands[int(r.band)]);
+    if (r.width != WiFiChannelWidth::unknown)
+        info.width = QString::fromUtf8(widths[int(r.width)]);
     info.transmitRate = r.transmitRate;
-    info.phyMode = r.phyMode >= 0 && r.phyMode <= 6 ? QString::fromUtf8(phyModes[r.phyMode])
-                                                    : QStringLiteral("802.11be (Wi-Fi 7)");
+    info.phyMode = QString::fromUtf8(phyModes[int(r.phyMode)]);
     if (!r.security)
         info.security = QStringLiteral("—");
     else if (*r.security >= 0 && *r.security <= 15)

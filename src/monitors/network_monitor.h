@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/history.h"
+#include "history/history.h"
 #include "monitors/network_reader.h"
 
 #include <QObject>

@@ -36,9 +36,13 @@ struct GlobalNetworkState {
     bool operator==(const GlobalNetworkState&) const = default;
 };
 
-// The Wi-Fi link in the platform's own terms; the monitor turns the codes into texts.
-// Codes: band 1 = 2.4 GHz, 2 = 5 GHz, 3 = 6 GHz; width 1 = 20, 2 = 40, 3 = 80, 4 = 160 MHz;
-// phyMode 0 = none, 1 = a, 2 = b, 3 = g, 4 = n, 5 = ac, 6 = ax, 7 = be; security as in WiFiSecurityCode.
+// The facts of a Wi-Fi link that the monitor turns into texts; `unknown` is a value the platform
+// did not report or that has no text.
+enum class WiFiBand { unknown, ghz2_4, ghz5, ghz6 };
+enum class WiFiChannelWidth { unknown, mhz20, mhz40, mhz80, mhz160 };
+enum class WiFiPHYMode { none, a, b, g, n, ac, ax, be };
+
+// The Wi-Fi link in the platform's own terms; security is a WiFiSecurityCode.
 struct WiFiReading {
     QString interfaceName;
     bool powerOn = false;
@@ -47,10 +51,10 @@ struct WiFiReading {
     int rssi = 0;
     int noise = 0;
     std::optional<int> channel;
-    int band = 0;
-    int width = 0;
+    WiFiBand band = WiFiBand::unknown;
+    WiFiChannelWidth width = WiFiChannelWidth::unknown;
     double transmitRate = 0; // Mbit/s
-    int phyMode = 0;
+    WiFiPHYMode phyMode = WiFiPHYMode::none;
     std::optional<int> security; // absent when the link's security cannot be told
     std::optional<QString> countryCode;
     bool operator==(const WiFiReading&) const = default;

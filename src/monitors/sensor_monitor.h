@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/enum_names.h"
-#include "core/history.h"
+#include "history/history.h"
 
 #include <QObject>
 #include <QString>
@@ -104,7 +104,7 @@ public:
 
     // Average and maximum of the group's temperature sensors; nullopt when it has none.
     std::optional<TemperatureSummary> summary(SensorGroup group) const;
-    std::vector<Sensor> temperatures(SensorGroup group) const; // temperatures(in:)
+    std::vector<Sensor> temperatures(SensorGroup group) const;
     // The hottest CPU sensor; without any, the hottest sensor of all; nullopt without temperatures.
     std::optional<double> cpuTemperature() const;
     std::optional<Sensor> sensor(const QString& key) const;

@@ -67,7 +67,7 @@ public:
     std::optional<SMCValue> read(std::string_view key);
     // The value of "#KEY"; 0 when unreadable.
     int keyCount();
-    std::optional<std::string> key(int index); // key(at:)
+    std::optional<std::string> key(int index);
 
 private:
     std::optional<SMCKeyInfo> keyInfoLocked(uint32_t code);

@@ -1,12 +1,12 @@
 #include "sky/astronomy_monitor.h"
 
+#include "core/clock.h"
+
 #include <QDateTime>
 
 namespace pulsebar {
 
 namespace {
-
-double currentTime() { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }
 
 AstronomyMonitor::Snapshot positions(const WeatherLocation& location, double now, const QTimeZone& zone)
 {
@@ -40,7 +40,7 @@ std::optional<double> AstronomyMonitor::Snapshot::dayLength() const
 }
 
 AstronomyMonitor::AstronomyMonitor(std::function<double()> now, QTimeZone zone)
-    : m_now(now ? std::move(now) : std::function<double()>(currentTime)), m_zone(std::move(zone))
+    : m_now(now ? std::move(now) : systemClock()), m_zone(std::move(zone))
 {
 }
 

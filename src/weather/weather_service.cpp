@@ -1,8 +1,8 @@
 #include "weather/weather_service.h"
 
+#include "core/clock.h"
 #include "core/paths.h"
 
-#include <QDateTime>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -18,7 +18,7 @@ WeatherService::Urls WeatherService::Urls::fromEnvironment()
 }
 
 WeatherService::WeatherService(Urls urls, QObject* parent)
-    : QObject(parent), now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
+    : QObject(parent), now(systemClock()),
       m_urls(std::move(urls))
 {
 }

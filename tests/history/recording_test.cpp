@@ -1,6 +1,6 @@
 // The hub's side of history: which role records, what one tick writes, and the application run end to
 // end with the sqlite3 tool reading back what it wrote.
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include "../support/test_support.h"
 #include "history_test_support.h"

@@ -47,7 +47,7 @@ LiveState busyProcess(double cpu = 85)
     return s;
 }
 
-LiveState memoryPressure(int level = 2)
+LiveState memoryPressure(MemoryPressureLevel level = MemoryPressureLevel::warning)
 {
     LiveState s;
     s.memoryPressureLevel = level;
@@ -172,13 +172,13 @@ TEST(InsightEngine, ADipOfThreeTicksKeepsTheStartAndTheFourthEndsIt)
 TEST(InsightEngine, MemoryInsightNamesTheLargestProcess)
 {
     InsightRun run;
-    const Insight& high = run.hold(0, 30, memoryPressure(2));
+    const Insight& high = run.hold(0, 30, memoryPressure(MemoryPressureLevel::warning));
     EXPECT_EQ(high.text, "Memory pressure is high — browser is using 3.5 GB.");
     EXPECT_EQ(high.severity, Insight::Severity::warning);
     EXPECT_EQ(high.module, ModuleKind::memory);
     EXPECT_EQ(high.pid, 7);
 
-    const Insight& critical = run.at(31, memoryPressure(4));
+    const Insight& critical = run.at(31, memoryPressure(MemoryPressureLevel::critical));
     EXPECT_EQ(critical.text, "Memory pressure is critical — browser is using 3.5 GB.");
     EXPECT_EQ(critical.severity, Insight::Severity::critical);
 
@@ -295,7 +295,7 @@ TEST(InsightEngine, NotifiesOnAChangeOfKindAtMostOncePerKindEveryHalfHour)
     EXPECT_EQ(run.notifier.posts[0], (Notification{"Pulsebar", "Memory pressure is high — browser is using 3.5 GB."}));
 
     // Still memory (even at a new severity): no change of kind, no post.
-    run.at(31, memoryPressure(4));
+    run.at(31, memoryPressure(MemoryPressureLevel::critical));
     EXPECT_EQ(run.notifier.posts.size(), 1u);
 
     // Memory to CPU posts; back to memory within 30 minutes does not.

@@ -1,7 +1,7 @@
 // Each tool's keys on known live state: the hub's monitors hold exact values, so every rounding, size,
 // rate and timestamp text can be asserted.
 
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "history/history_store.h"
 #include "mcp/mcp_tools.h"
 #include "mcp/mcp_values.h"
@@ -49,7 +49,7 @@ protected:
         hub = std::make_unique<Hub>(isolated.settings);
         hub->now = [] { return 1772716051.0; }; // 2026-03-05T13:07:31Z
         tools = std::make_unique<MCPTools>(
-            *hub, std::make_unique<LinuxMachineReader>(SysFs(test::fixture("mcp/sysroot").toStdString())));
+            *hub, std::make_unique<LinuxMachineReader>(RootedFileReader(test::fixture("mcp/sysroot").toStdString())));
     }
     ~McpTools() override { tzset(); }
 
@@ -371,7 +371,7 @@ TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
     memory.wired = 1.5 * 1024 * 1024 * 1024;
     memory.compressed = 0.5 * 1024 * 1024 * 1024;
     memory.pressure = 41.66;
-    memory.pressureLevel = 2;
+    memory.pressureLevel = MemoryPressureLevel::warning;
     memory.swapUsed = 300 * 1024 * 1024;
     GPU gpu;
     gpu.name = "GPU";
@@ -394,9 +394,9 @@ TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
     EXPECT_JSON_EQ(overview["startup_disk"].toObject(),
                    parse(R"json({"used_percent": 75, "free": "250 GB", "total": "1.0 TB"})json"));
 
-    memory.pressureLevel = 1;
+    memory.pressureLevel = MemoryPressureLevel::normal;
     EXPECT_EQ(tools->getOverview().value("memory")["pressure"].toString(), "normal");
-    memory.pressureLevel = 4;
+    memory.pressureLevel = MemoryPressureLevel::critical;
     EXPECT_EQ(tools->getOverview().value("memory")["pressure"].toString(), "critical");
 
     hub->gpu.gpus.clear();

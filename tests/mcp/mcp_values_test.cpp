@@ -155,7 +155,7 @@ TEST(ThermalState, TheHottestZoneWithTripPointsAgainstItsOwnTrips)
 
 TEST(LinuxMachineReader, ReadsModelOsAndThermalZonesFromTheSysroot)
 {
-    LinuxMachineReader reader(SysFs(test::fixture("mcp/sysroot").toStdString()));
+    LinuxMachineReader reader(RootedFileReader(test::fixture("mcp/sysroot").toStdString()));
     EXPECT_EQ(reader.readModel(), "Fixture Book 14");
     EXPECT_EQ(reader.readOSVersion(), "Debian GNU/Linux 12 (bookworm) (6.1.0-fixture-amd64)");
     const auto zones = reader.readThermalZones();
@@ -165,7 +165,7 @@ TEST(LinuxMachineReader, ReadsModelOsAndThermalZonesFromTheSysroot)
     EXPECT_EQ(zones[1].trips.size(), 3u);
     EXPECT_EQ(thermalState(zones), ThermalState::fair);
 
-    LinuxMachineReader empty(SysFs(test::fixture("no-such-tree").toStdString()));
+    LinuxMachineReader empty(RootedFileReader(test::fixture("no-such-tree").toStdString()));
     EXPECT_EQ(empty.readModel(), std::nullopt);
     EXPECT_EQ(empty.readOSVersion(), std::nullopt);
     EXPECT_TRUE(empty.readThermalZones().empty());

@@ -1,5 +1,5 @@
 #include "core/fmt.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "menubar/menu_bar_content.h"
 
 #include "../support/test_support.h"
@@ -27,7 +27,7 @@ MenuBarReadings sample()
     r.gpuUtilization = 33;
     r.gpuHistory = {20, 40};
     r.memoryPressure = 45;
-    r.memoryPressureLevel = 2;
+    r.memoryPressureLevel = MemoryPressureLevel::warning;
     r.memoryUsed = 61.6;
     r.startupDiskUsed = 72;
     r.internetReachable = true;
@@ -78,10 +78,10 @@ TEST(MenuBarContent, PartsPerModuleAndStyle)
          {P::makeGraph({0.1, 0.5, 1.0}, PartColor::blue), P::makeText("42%", "100%")}},
         {"cpu icon and text", ModuleKind::cpu, DisplayStyle::iconAndText, nullptr, {},
          {P::makeSymbol("cpu"), P::makeText("42%", "100%")}},
-        {"memory normal", ModuleKind::memory, DisplayStyle::graph, [](auto& r) { r.memoryPressureLevel = 1; }, {},
+        {"memory normal", ModuleKind::memory, DisplayStyle::graph, [](auto& r) { r.memoryPressureLevel = MemoryPressureLevel::normal; }, {},
          {P::makeBar(0.45, PartColor::green)}},
         {"memory warning", ModuleKind::memory, DisplayStyle::graph, nullptr, {}, {P::makeBar(0.45, PartColor::yellow)}},
-        {"memory critical", ModuleKind::memory, DisplayStyle::graph, [](auto& r) { r.memoryPressureLevel = 4; }, {},
+        {"memory critical", ModuleKind::memory, DisplayStyle::graph, [](auto& r) { r.memoryPressureLevel = MemoryPressureLevel::critical; }, {},
          {P::makeBar(0.45, PartColor::red)}},
         {"memory text", ModuleKind::memory, DisplayStyle::text, nullptr, {}, {P::makeText("62%", "100%")}},
         {"combined", ModuleKind::combined, DisplayStyle::graphAndText, nullptr, bits,

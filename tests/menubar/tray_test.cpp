@@ -1,6 +1,6 @@
 #include "app/app_delegate.h"
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/hot_key_recorder.h"
 #include "menubar/status_item_controller.h"

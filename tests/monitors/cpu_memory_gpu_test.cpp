@@ -159,7 +159,7 @@ TEST(MemoryMonitor, MapsMeminfoOntoTheBreakdown)
     EXPECT_EQ(memory.cached, 5000000 * kB);    // Cached + Buffers + SReclaimable - Shmem
     EXPECT_EQ(memory.free, 8000000 * kB);
     EXPECT_EQ(memory.pressure, 50);
-    EXPECT_EQ(memory.pressureLevel, 2); // some avg10 = 12
+    EXPECT_EQ(memory.pressureLevel, MemoryPressureLevel::warning); // some avg10 = 12
     EXPECT_EQ(memory.swapUsed, 500000 * kB);
     EXPECT_EQ(memory.pageInsRate, 0); // first sample: counters only
     EXPECT_DOUBLE_EQ(memory.usedHistory.last(), 50);
@@ -169,7 +169,7 @@ TEST(MemoryMonitor, MapsMeminfoOntoTheBreakdown)
     memory.sample();
     EXPECT_EQ(memory.cached, 0); // Shmem larger than the page cache floors at 0
     EXPECT_EQ(memory.pressure, 25);
-    EXPECT_EQ(memory.pressureLevel, 4); // full avg10 = 15
+    EXPECT_EQ(memory.pressureLevel, MemoryPressureLevel::critical); // full avg10 = 15
     EXPECT_EQ(memory.swapUsed, 0);
     EXPECT_DOUBLE_EQ(memory.pageInsRate, 100 * memory.pageSize / 4);
     EXPECT_EQ(memory.pageOutsRate, 0);
@@ -185,7 +185,7 @@ TEST(MemoryMonitor, WithoutPSIThePressureLevelFollowsAvailableMemoryAndBackwards
     root.use("sys-basic-3"); // 4 % available, no PSI, swap-ins fell from 1100 to 900
     clock.time += 2;
     memory.sample();
-    EXPECT_EQ(memory.pressureLevel, 4);
+    EXPECT_EQ(memory.pressureLevel, MemoryPressureLevel::critical);
     EXPECT_EQ(memory.pressure, 96);
     EXPECT_EQ(memory.pageInsRate, 0);
     EXPECT_DOUBLE_EQ(memory.pageOutsRate, 500 * memory.pageSize / 2);
@@ -195,7 +195,7 @@ TEST(MemoryMonitor, WithoutPSIThePressureLevelFollowsAvailableMemoryAndBackwards
     root.useScratch();
     test::writeFile(root.scratch("proc/meminfo"), "MemTotal: 1000 kB\nMemAvailable: 120 kB\nSUnreclaim: 950 kB\n");
     memory.sample();
-    EXPECT_EQ(memory.pressureLevel, 2); // 12 % available
+    EXPECT_EQ(memory.pressureLevel, MemoryPressureLevel::warning); // 12 % available
     EXPECT_EQ(memory.app, 0);           // wired larger than what is in use: floored, not negative
     EXPECT_EQ(memory.wired, 950 * kB);
 

@@ -1,4 +1,4 @@
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "monitors/disk_monitor.h"
 #include "platform/linux/linux_disk_reader.h"
 

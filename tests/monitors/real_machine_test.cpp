@@ -1,5 +1,5 @@
 // Cross-checks the monitors, reading the live system, against the system's own tools.
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "platform/linux/linux_process_reader.h"
 
 #include "../support/test_support.h"
@@ -78,7 +78,7 @@ TEST(RealMachine, MonitorsAgreeWithNprocMeminfoAndDf)
 
 TEST(RealMachine, AProcessThatEndsLeavesTheListAndLetsGoOfItsFiles)
 {
-    auto owned = std::make_unique<LinuxProcessReader>(SysFs("/"));
+    auto owned = std::make_unique<LinuxProcessReader>(RootedFileReader("/"));
     LinuxProcessReader* reader = owned.get();
     double time = 1.7e9;
     ProcessMonitor monitor(std::move(owned), [&] { return time; });

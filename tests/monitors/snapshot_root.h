@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include "../support/test_support.h"
 
@@ -31,7 +31,7 @@ public:
     void useScratch() { QFile::remove(m_link); EXPECT_TRUE(QFile::link(m_dir.path() + "/scratch", m_link)); }
 
     QString path() const { return m_link; }
-    SysFs sysfs() const { return SysFs(m_link.toStdString()); }
+    RootedFileReader sysfs() const { return RootedFileReader(m_link.toStdString()); }
 
 private:
     QTemporaryDir m_dir;

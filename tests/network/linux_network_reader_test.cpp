@@ -19,7 +19,7 @@ std::unique_ptr<LinuxNetworkReader> laptopReader(LinuxNetworkReader::WirelessLin
 {
     if (!links)
         links = [](const QString&) { return std::optional<WirelessLink>(); };
-    return std::make_unique<LinuxNetworkReader>(SysFs(test::fixture("network/laptop").toStdString()), links);
+    return std::make_unique<LinuxNetworkReader>(RootedFileReader(test::fixture("network/laptop").toStdString()), links);
 }
 
 // A copy of the laptop tree that a test may change.
@@ -35,7 +35,7 @@ struct ScratchTree {
     void remove(const QString& relative) { QFile::remove(dir.path() + "/" + relative); }
     LinuxNetworkReader reader() const
     {
-        return LinuxNetworkReader(SysFs(dir.path().toStdString()), [](const QString&) { return std::optional<WirelessLink>(); });
+        return LinuxNetworkReader(RootedFileReader(dir.path().toStdString()), [](const QString&) { return std::optional<WirelessLink>(); });
     }
 };
 
@@ -138,9 +138,9 @@ TEST(LinuxNetworkReader, WiFiCombinesNl80211FactsWithProcLevels)
     EXPECT_EQ(askedFor, "wlp2s0");
     expected.rssi = -48; // nl80211's figure wins; the noise, which it lacks, stays from proc/net/wireless
     expected.channel = 100;
-    expected.band = 2;
-    expected.width = 3;
-    expected.phyMode = 5;
+    expected.band = WiFiBand::ghz5;
+    expected.width = WiFiChannelWidth::mhz80;
+    expected.phyMode = WiFiPHYMode::ac;
     expected.transmitRate = 866.7;
     expected.security = WiFiSecurityCode::wpa2Personal;
     expected.ssid = "Home";
@@ -164,21 +164,24 @@ TEST(LinuxNetworkReader, WiFiDownOrMissing)
 TEST(WirelessFacts, ChannelsBandsWidthsAndPhyModes)
 {
     // Frequency → channel and band: 2.4 GHz (with channel 14's odd spacing), 5 GHz, 6 GHz, 60 GHz.
-    const std::tuple<int, std::optional<int>, int> frequencies[] = {
-        {2412, 1, 1}, {2484, 14, 1}, {5180, 36, 2}, {5955, 1, 3}, {60480, std::nullopt, 0}};
+    const std::tuple<int, std::optional<int>, WiFiBand> frequencies[] = {{2412, 1, WiFiBand::ghz2_4},
+                                                                         {2484, 14, WiFiBand::ghz2_4},
+                                                                         {5180, 36, WiFiBand::ghz5},
+                                                                         {5955, 1, WiFiBand::ghz6},
+                                                                         {60480, std::nullopt, WiFiBand::unknown}};
     for (const auto& [mhz, channel, band] : frequencies) {
         EXPECT_EQ(WirelessFacts::channel(mhz), channel) << mhz;
-        EXPECT_EQ(WirelessFacts::bandCode(mhz), band) << mhz;
+        EXPECT_EQ(WirelessFacts::band(mhz), band) << mhz;
     }
-    EXPECT_EQ(WirelessFacts::widthCode(NL80211_CHAN_WIDTH_20_NOHT), 1);
-    EXPECT_EQ(WirelessFacts::widthCode(NL80211_CHAN_WIDTH_160), 4);
-    EXPECT_EQ(WirelessFacts::widthCode(NL80211_CHAN_WIDTH_320), 0);
-    EXPECT_EQ(WirelessFacts::phyModeCode(WirelessRateKind::he, 5180, 1200), 6);
-    EXPECT_EQ(WirelessFacts::phyModeCode(WirelessRateKind::eht, 6115, 2882), 7);
-    EXPECT_EQ(WirelessFacts::phyModeCode(WirelessRateKind::legacy, 5180, 54), 1);
-    EXPECT_EQ(WirelessFacts::phyModeCode(WirelessRateKind::legacy, 2412, 11), 2);
-    EXPECT_EQ(WirelessFacts::phyModeCode(WirelessRateKind::legacy, 2412, 54), 3);
-    EXPECT_EQ(WirelessFacts::phyModeCode(WirelessRateKind::none, 2412, 0), 0);
+    EXPECT_EQ(WirelessFacts::width(NL80211_CHAN_WIDTH_20_NOHT), WiFiChannelWidth::mhz20);
+    EXPECT_EQ(WirelessFacts::width(NL80211_CHAN_WIDTH_160), WiFiChannelWidth::mhz160);
+    EXPECT_EQ(WirelessFacts::width(NL80211_CHAN_WIDTH_320), WiFiChannelWidth::unknown);
+    EXPECT_EQ(WirelessFacts::phyMode(WirelessRateKind::he, 5180, 1200), WiFiPHYMode::ax);
+    EXPECT_EQ(WirelessFacts::phyMode(WirelessRateKind::eht, 6115, 2882), WiFiPHYMode::be);
+    EXPECT_EQ(WirelessFacts::phyMode(WirelessRateKind::legacy, 5180, 54), WiFiPHYMode::a);
+    EXPECT_EQ(WirelessFacts::phyMode(WirelessRateKind::legacy, 2412, 11), WiFiPHYMode::b);
+    EXPECT_EQ(WirelessFacts::phyMode(WirelessRateKind::legacy, 2412, 54), WiFiPHYMode::g);
+    EXPECT_EQ(WirelessFacts::phyMode(WirelessRateKind::none, 2412, 0), WiFiPHYMode::none);
 }
 
 namespace {

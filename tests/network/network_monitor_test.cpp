@@ -1,6 +1,6 @@
 #include "monitors/network_monitor.h"
 
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include "../support/test_support.h"
 
@@ -209,9 +209,9 @@ TEST(NetworkMonitor, WiFiCodesBecomeTexts)
     r.rssi = -60;
     r.noise = -95;
     r.channel = 149;
-    r.band = 2;
-    r.width = 3;
-    r.phyMode = 6;
+    r.band = WiFiBand::ghz5;
+    r.width = WiFiChannelWidth::mhz80;
+    r.phyMode = WiFiPHYMode::ax;
     r.transmitRate = 1200.5;
     r.security = 13;
     WiFiInfo expected;
@@ -237,9 +237,11 @@ TEST(NetworkMonitor, WiFiCodesBecomeTexts)
     r.security.reset();
     EXPECT_EQ(NetworkMonitor::wifiInfo(r).security, "—");
 
-    // Codes outside the tables give no text.
-    const std::tuple<int, int, int, std::optional<QString>, std::optional<QString>, QString> codes[] = {
-        {0, 5, 0, std::nullopt, std::nullopt, "—"}, {3, 4, 7, "6 GHz", "160 MHz", "802.11be (Wi-Fi 7)"}};
+    // Unknown values give no text.
+    const std::tuple<WiFiBand, WiFiChannelWidth, WiFiPHYMode, std::optional<QString>, std::optional<QString>, QString>
+        codes[] = {{WiFiBand::unknown, WiFiChannelWidth::unknown, WiFiPHYMode::none, std::nullopt, std::nullopt, "—"},
+                   {WiFiBand::ghz6, WiFiChannelWidth::mhz160, WiFiPHYMode::be, "6 GHz", "160 MHz",
+                    "802.11be (Wi-Fi 7)"}};
     for (const auto& [band, width, phyMode, bandText, widthText, phyText] : codes) {
         r.band = band;
         r.width = width;

@@ -1,4 +1,4 @@
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "monitors/battery_monitor.h"
 #include "platform/linux/power_services.h"
 #include "platform/linux/power_supply_reader.h"
@@ -17,7 +17,7 @@ namespace {
 BatteryMonitor laptop(const QString& tree)
 {
     return BatteryMonitor(
-        std::make_unique<PowerSupplyReader>(SysFs(test::fixture("sensors/" + tree).toStdString()), false));
+        std::make_unique<PowerSupplyReader>(RootedFileReader(test::fixture("sensors/" + tree).toStdString()), false));
 }
 
 } // namespace
@@ -110,7 +110,7 @@ TEST(Battery, BadReadingsFallBackWithoutCrashing)
     QTemporaryDir dir;
     const QString bat = dir.path() + "/sys/class/power_supply/BAT0/";
     const auto battery = [&](const QByteArray& uevent) { test::writeFile(bat + "uevent", uevent); };
-    BatteryMonitor b(std::make_unique<PowerSupplyReader>(SysFs(dir.path().toStdString()), false));
+    BatteryMonitor b(std::make_unique<PowerSupplyReader>(RootedFileReader(dir.path().toStdString()), false));
 
     // Energy figures but no charge ones, a missing full capacity, a negative voltage, an absurd current.
     battery("POWER_SUPPLY_TYPE=Battery\nPOWER_SUPPLY_STATUS=Discharging\nPOWER_SUPPLY_CAPACITY=42\n"
@@ -160,7 +160,7 @@ TEST(Battery, ServicesOnTheBusAndTheLowPowerProfile)
               (std::vector<BluetoothBattery>{{"WH-1000XM4", 70}, {"Pencil", 12}}));
 
     QTemporaryDir dir;
-    PowerSupplyReader reader(SysFs(dir.path().toStdString()), false);
+    PowerSupplyReader reader(RootedFileReader(dir.path().toStdString()), false);
     EXPECT_FALSE(reader.lowPowerMode());
     test::writeFile(dir.path() + "/sys/firmware/acpi/platform_profile", "low-power\n");
     EXPECT_TRUE(reader.lowPowerMode());

@@ -17,7 +17,7 @@ namespace {
 
 std::shared_ptr<HwmonSensorSource> hwmon(const QString& root)
 {
-    return std::make_shared<HwmonSensorSource>(SysFs(root.toStdString()));
+    return std::make_shared<HwmonSensorSource>(RootedFileReader(root.toStdString()));
 }
 
 // A copy of a fixture tree that a test may change.

@@ -236,7 +236,7 @@ TEST(AppleSMCTransport, SelectsByIndexAndKeepsTheTypeBlank)
     test::writeFile(dir + "key_at_index_data_length", "1\n");
     test::writeFile(dir + "key_at_index_data", QByteArray("\x02", 1));
 
-    SMC smc(std::make_unique<AppleSMCTransport>(SysFs(root.path().toStdString())));
+    SMC smc(std::make_unique<AppleSMCTransport>(RootedFileReader(root.path().toStdString())));
     ASSERT_TRUE(smc.isOpen());
     EXPECT_EQ(smc.keyCount(), 27);
     EXPECT_EQ(smc.key(7), "FNum");
@@ -251,6 +251,6 @@ TEST(AppleSMCTransport, SelectsByIndexAndKeepsTheTypeBlank)
     EXPECT_EQ(smc.read("F0Ac"), std::nullopt);
 
     QTemporaryDir elsewhere;
-    SMC absent(std::make_unique<AppleSMCTransport>(SysFs(elsewhere.path().toStdString())));
+    SMC absent(std::make_unique<AppleSMCTransport>(RootedFileReader(elsewhere.path().toStdString())));
     EXPECT_FALSE(absent.isOpen());
 }

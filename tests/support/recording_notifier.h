@@ -1,7 +1,7 @@
 #pragma once
 
 #include "alerts/notifier.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "test_support.h"
 
 #include <vector>

@@ -1,4 +1,4 @@
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "weather/weather_code.h"
 #include "weather/weather_report.h"
 #include "weather/weather_service.h"

@@ -2,7 +2,7 @@
 
 namespace pulsebar {
 
-AppleSMCTransport::AppleSMCTransport(SysFs sysfs) : m_sysfs(std::move(sysfs)) {}
+AppleSMCTransport::AppleSMCTransport(RootedFileReader sysfs) : m_sysfs(std::move(sysfs)) {}
 
 std::string AppleSMCTransport::file(std::string_view name) const
 {
@@ -99,7 +99,7 @@ std::optional<std::vector<uint8_t>> AppleSMCTransport::readKey(uint32_t code, ui
 
 SMC& SMC::shared()
 {
-    static SMC controller(std::make_unique<AppleSMCTransport>(SysFs::fromEnvironment()));
+    static SMC controller(std::make_unique<AppleSMCTransport>(RootedFileReader::fromEnvironment()));
     return controller;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/smc.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <map>
 
@@ -15,7 +15,7 @@ class AppleSMCTransport : public SMCTransport {
 public:
     static constexpr std::string_view directory = "sys/devices/platform/applesmc.768";
 
-    explicit AppleSMCTransport(SysFs sysfs);
+    explicit AppleSMCTransport(RootedFileReader sysfs);
 
     bool isOpen() const override;
     std::optional<uint32_t> keyCount() override;
@@ -28,7 +28,7 @@ private:
     bool select(uint32_t index);
     std::optional<uint32_t> indexOf(uint32_t code);
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     std::map<uint32_t, uint32_t> m_indexOf; // key code -> index, learnt while walking
 };
 

@@ -55,7 +55,7 @@ QString text(const std::optional<std::string>& line)
 
 } // namespace
 
-HwmonSensorSource::HwmonSensorSource(SysFs sysfs) : m_sysfs(std::move(sysfs)) {}
+HwmonSensorSource::HwmonSensorSource(RootedFileReader sysfs) : m_sysfs(std::move(sysfs)) {}
 
 SensorGroup HwmonSensorSource::chipGroup(const QString& chip)
 {
@@ -209,7 +209,7 @@ std::shared_ptr<SensorSource> systemSensorSource()
 {
     if (SMC::shared().isOpen())
         return std::make_shared<SMCSensorSource>(SMC::shared());
-    return std::make_shared<HwmonSensorSource>(SysFs::fromEnvironment());
+    return std::make_shared<HwmonSensorSource>(RootedFileReader::fromEnvironment());
 }
 
 } // namespace pulsebar

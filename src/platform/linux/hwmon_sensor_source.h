@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/sensor_monitor.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <map>
 #include <string>
@@ -15,7 +15,7 @@ namespace pulsebar {
 // thermal zones (sys/class/thermal) stand in.
 class HwmonSensorSource : public SensorSource {
 public:
-    explicit HwmonSensorSource(SysFs sysfs);
+    explicit HwmonSensorSource(RootedFileReader sysfs);
 
     std::vector<Sensor> discover() override;
     int fanCount() override;
@@ -40,7 +40,7 @@ private:
     void discoverThermalZones(std::vector<Sensor>& found);
     void addCandidate(std::vector<Sensor>& found, Sensor candidate, Channel channel);
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     std::map<QString, Channel> m_channels;
     std::vector<FanFiles> m_fans;
 };

@@ -7,7 +7,7 @@
 
 namespace pulsebar {
 
-LinuxCPUReader::LinuxCPUReader(SysFs sysfs)
+LinuxCPUReader::LinuxCPUReader(RootedFileReader sysfs)
     : m_sysfs(std::move(sysfs)), m_stat(m_sysfs, "proc/stat"), m_loadavg(m_sysfs, "proc/loadavg")
 {
 }

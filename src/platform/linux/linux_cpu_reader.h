@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/cpu_monitor.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <string>
 
@@ -10,7 +10,7 @@ namespace pulsebar {
 // CPU counters from proc/stat, load from proc/loadavg, facts from proc/cpuinfo and the CPU topology.
 class LinuxCPUReader : public CPUReader {
 public:
-    explicit LinuxCPUReader(SysFs sysfs);
+    explicit LinuxCPUReader(RootedFileReader sysfs);
 
     CPUFacts facts() override;
     bool readTicks(std::vector<CPUTicks>& out) override;
@@ -19,9 +19,9 @@ public:
 private:
     void readCoreClasses(CPUFacts& facts, const std::vector<int>& cpus) const;
 
-    SysFs m_sysfs;
-    SysFs::RepeatedFile m_stat;
-    SysFs::RepeatedFile m_loadavg;
+    RootedFileReader m_sysfs;
+    RootedFileReader::RepeatedFile m_stat;
+    RootedFileReader::RepeatedFile m_loadavg;
     std::string m_buffer; // proc/stat text, reused between samples
 };
 

@@ -48,7 +48,7 @@ std::string deviceLink(int major, int minor)
 
 } // namespace
 
-LinuxDiskReader::LinuxDiskReader(SysFs sysfs, CapacityProbe probe)
+LinuxDiskReader::LinuxDiskReader(RootedFileReader sysfs, CapacityProbe probe)
     : m_sysfs(std::move(sysfs)), m_probe(std::move(probe)), m_diskstats(m_sysfs, "proc/diskstats")
 {
     if (!m_probe) {

@@ -2,7 +2,7 @@
 
 #include "monitors/disk_monitor.h"
 #include "platform/linux/proc_parse.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <functional>
 #include <string>
@@ -22,7 +22,7 @@ public:
     // Capacity of a mounted file system by mount point; tests replace the statvfs call.
     using CapacityProbe = std::function<std::optional<VolumeCapacity>(const std::string& mountPoint, bool isNetwork)>;
 
-    explicit LinuxDiskReader(SysFs sysfs, CapacityProbe probe = {});
+    explicit LinuxDiskReader(RootedFileReader sysfs, CapacityProbe probe = {});
 
     DiskBytes readBytes() override;
     std::vector<VolumeInfo> volumes(bool includeNetwork) override;
@@ -38,9 +38,9 @@ private:
     bool isPhysicalDisk(std::string_view name);
     std::unordered_map<std::string, QString> labels() const;
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     CapacityProbe m_probe;
-    SysFs::RepeatedFile m_diskstats;
+    RootedFileReader::RepeatedFile m_diskstats;
     std::string m_buffer; // proc/diskstats text, reused
     std::unordered_map<std::string, bool> m_physical; // by device name, forgotten when it disappears
 };

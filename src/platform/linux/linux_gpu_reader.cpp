@@ -40,7 +40,7 @@ std::optional<uint32_t> hexId(const std::optional<std::string>& text)
 
 } // namespace
 
-LinuxGPUReader::LinuxGPUReader(SysFs sysfs, NVMLLoader loadNVML)
+LinuxGPUReader::LinuxGPUReader(RootedFileReader sysfs, NVMLLoader loadNVML)
     : m_sysfs(std::move(sysfs)), m_loadNVML(std::move(loadNVML))
 {
 }

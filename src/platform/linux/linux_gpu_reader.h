@@ -2,7 +2,7 @@
 
 #include "monitors/gpu_monitor.h"
 #include "platform/linux/nvml.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <functional>
 #include <map>
@@ -16,7 +16,7 @@ class LinuxGPUReader : public GPUReader {
 public:
     using NVMLLoader = std::function<std::unique_ptr<NVML>()>;
 
-    explicit LinuxGPUReader(SysFs sysfs, NVMLLoader loadNVML = [] { return NVML::open(); });
+    explicit LinuxGPUReader(RootedFileReader sysfs, NVMLLoader loadNVML = [] { return NVML::open(); });
     ~LinuxGPUReader() override;
 
     std::vector<GPUReading> read() override;
@@ -33,7 +33,7 @@ private:
     std::optional<QString> lookUpModel(const std::string& cardPath);
     static std::string slotWithoutFunction(std::string_view slot);
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     NVMLLoader m_loadNVML;
     bool m_triedNVML = false;
     std::unique_ptr<NVML> m_nvml;

@@ -6,7 +6,7 @@
 
 namespace pulsebar {
 
-LinuxMemoryReader::LinuxMemoryReader(SysFs sysfs)
+LinuxMemoryReader::LinuxMemoryReader(RootedFileReader sysfs)
     : m_meminfoFile(sysfs, "proc/meminfo"), m_vmstatFile(sysfs, "proc/vmstat"),
       m_pressureFile(sysfs, "proc/pressure/memory")
 {

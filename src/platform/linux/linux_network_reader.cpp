@@ -150,10 +150,10 @@ std::optional<WirelessLevels> wirelessLevels(std::string_view text, std::string_
 
 std::unique_ptr<NetworkReader> NetworkReader::forThisSystem()
 {
-    return std::make_unique<LinuxNetworkReader>(SysFs::fromEnvironment());
+    return std::make_unique<LinuxNetworkReader>(RootedFileReader::fromEnvironment());
 }
 
-LinuxNetworkReader::LinuxNetworkReader(SysFs sysfs, WirelessLinkSource links)
+LinuxNetworkReader::LinuxNetworkReader(RootedFileReader sysfs, WirelessLinkSource links)
     : m_sysfs(std::move(sysfs)), m_links(std::move(links))
 {
     if (!m_links) {
@@ -272,12 +272,12 @@ std::optional<WiFiReading> LinuxNetworkReader::readWiFi()
     reading.bssid = link->bssid;
     if (link->frequency) {
         reading.channel = WirelessFacts::channel(*link->frequency);
-        reading.band = WirelessFacts::bandCode(*link->frequency);
+        reading.band = WirelessFacts::band(*link->frequency);
     }
     if (link->channelWidth)
-        reading.width = WirelessFacts::widthCode(*link->channelWidth);
+        reading.width = WirelessFacts::width(*link->channelWidth);
     reading.transmitRate = link->txBitrate;
-    reading.phyMode = WirelessFacts::phyModeCode(link->rateKind, link->frequency, link->txBitrate);
+    reading.phyMode = WirelessFacts::phyMode(link->rateKind, link->frequency, link->txBitrate);
     reading.security = link->security;
     reading.countryCode = link->countryCode;
     return reading;

@@ -2,7 +2,7 @@
 
 #include "monitors/network_reader.h"
 #include "platform/linux/nl80211.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <functional>
 #include <string_view>
@@ -36,7 +36,7 @@ public:
     using WirelessLinkSource = std::function<std::optional<WirelessLink>(const QString& interfaceName)>;
 
     // Without a link source the kernel's nl80211 interface is asked.
-    explicit LinuxNetworkReader(SysFs sysfs, WirelessLinkSource links = {});
+    explicit LinuxNetworkReader(RootedFileReader sysfs, WirelessLinkSource links = {});
 
     std::map<QString, InterfaceCounters> readCounters() override;
     std::map<QString, Addresses> readAddresses() override;
@@ -50,7 +50,7 @@ private:
     std::string netPath(const std::string& name, std::string_view file = {}) const;
     bool isWireless(const std::string& name) const;
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     WirelessLinkSource m_links;
     std::unique_ptr<Nl80211> m_nl80211;
 };

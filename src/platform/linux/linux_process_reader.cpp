@@ -32,7 +32,7 @@ struct PidPath {
 
 } // namespace
 
-LinuxProcessReader::LinuxProcessReader(SysFs sysfs) : m_sysfs(std::move(sysfs))
+LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::move(sysfs))
 {
     const long ticks = ::sysconf(_SC_CLK_TCK);
     m_ticksToNanos = 1e9 / double(ticks > 0 ? ticks : 100);
@@ -101,7 +101,7 @@ std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
         m_held.erase(held); // ended, or its pid now names another process: open afresh below
     }
     if (m_holdFiles && m_held.size() < m_holdLimit) {
-        HeldFiles files{m_sysfs.open(PidPath(pid, "io")), SysFs::OpenFile()};
+        HeldFiles files{m_sysfs.open(PidPath(pid, "io")), RootedFileReader::OpenFile()};
         const long ioSize = files.io.read(io, sizeof io);
         if (ioSize <= 0)
             return std::nullopt; // another user's process fails here, before stat is opened

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/process_monitor.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <unordered_map>
 
@@ -12,7 +12,7 @@ namespace pulsebar {
 // processes, which is what keeps other users' processes out of the list.
 class LinuxProcessReader : public ProcessReader {
 public:
-    explicit LinuxProcessReader(SysFs sysfs);
+    explicit LinuxProcessReader(RootedFileReader sysfs);
 
     bool listPids(std::vector<int32_t>& out) override;
     std::optional<ProcessUsage> usage(int32_t pid) override;
@@ -26,13 +26,13 @@ private:
     // The two counter files of a process, held open across samples. A held file belongs to the
     // process it was opened for: once that process ends, reading fails, even if its pid was reused.
     struct HeldFiles {
-        SysFs::OpenFile io;
-        SysFs::OpenFile stat;
+        RootedFileReader::OpenFile io;
+        RootedFileReader::OpenFile stat;
     };
 
     std::optional<ProcessUsage> parse(const char* io, long ioSize, const char* stat, long statSize) const;
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     double m_ticksToNanos;
     uint64_t m_pageSize;
     bool m_holdFiles;        // only on a real proc file system: fixture files are replaced, not rewritten

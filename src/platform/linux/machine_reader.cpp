@@ -4,13 +4,13 @@
 
 namespace pulsebar {
 
-LinuxMachineReader::LinuxMachineReader(SysFs fs) : m_fs(std::move(fs))
+LinuxMachineReader::LinuxMachineReader(RootedFileReader fs) : m_fs(std::move(fs))
 {
 }
 
 std::unique_ptr<MachineReader> MachineReader::forThisSystem()
 {
-    return std::make_unique<LinuxMachineReader>(SysFs::fromEnvironment());
+    return std::make_unique<LinuxMachineReader>(RootedFileReader::fromEnvironment());
 }
 
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/machine_facts.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <string_view>
 
@@ -11,7 +11,7 @@ namespace pulsebar {
 // thermal zones of the thermal framework.
 class LinuxMachineReader : public MachineReader {
 public:
-    explicit LinuxMachineReader(SysFs fs);
+    explicit LinuxMachineReader(RootedFileReader fs);
 
     std::optional<QString> readModel() override;
     std::optional<QString> readOSVersion() override;
@@ -21,7 +21,7 @@ public:
     static std::optional<QString> osReleaseValue(std::string_view text, std::string_view key);
 
 private:
-    SysFs m_fs;
+    RootedFileReader m_fs;
 };
 
 } // namespace pulsebar

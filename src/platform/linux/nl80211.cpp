@@ -34,55 +34,55 @@ std::optional<int> channel(int f)
     return std::nullopt;
 }
 
-int bandCode(int f)
+WiFiBand band(int f)
 {
     if (f >= 2400 && f < 2500)
-        return 1;
+        return WiFiBand::ghz2_4;
     if (f >= 4900 && f < 5925)
-        return 2;
+        return WiFiBand::ghz5;
     if (f >= 5925 && f <= 7125)
-        return 3;
-    return 0;
+        return WiFiBand::ghz6;
+    return WiFiBand::unknown;
 }
 
-int widthCode(int width)
+WiFiChannelWidth width(int width)
 {
     switch (width) {
     case NL80211_CHAN_WIDTH_20_NOHT:
     case NL80211_CHAN_WIDTH_20:
-        return 1;
+        return WiFiChannelWidth::mhz20;
     case NL80211_CHAN_WIDTH_40:
-        return 2;
+        return WiFiChannelWidth::mhz40;
     case NL80211_CHAN_WIDTH_80:
-        return 3;
+        return WiFiChannelWidth::mhz80;
     case NL80211_CHAN_WIDTH_80P80:
     case NL80211_CHAN_WIDTH_160:
-        return 4;
+        return WiFiChannelWidth::mhz160;
     default:
-        return 0;
+        return WiFiChannelWidth::unknown;
     }
 }
 
-int phyModeCode(WirelessRateKind kind, std::optional<int> frequency, double bitrate)
+WiFiPHYMode phyMode(WirelessRateKind kind, std::optional<int> frequency, double bitrate)
 {
     switch (kind) {
     case WirelessRateKind::none:
-        return 0;
+        return WiFiPHYMode::none;
     case WirelessRateKind::eht:
-        return 7;
+        return WiFiPHYMode::be;
     case WirelessRateKind::he:
-        return 6;
+        return WiFiPHYMode::ax;
     case WirelessRateKind::vht:
-        return 5;
+        return WiFiPHYMode::ac;
     case WirelessRateKind::ht:
-        return 4;
+        return WiFiPHYMode::n;
     case WirelessRateKind::legacy:
         break;
     }
     // Legacy rates: OFDM on 5 GHz is 802.11a; on 2.4 GHz only 802.11b has rates of 11 Mbit/s and below.
-    if (frequency && bandCode(*frequency) != 1)
-        return 1;
-    return bitrate > 0 && bitrate <= 11 ? 2 : 3;
+    if (frequency && band(*frequency) != WiFiBand::ghz2_4)
+        return WiFiPHYMode::a;
+    return bitrate > 0 && bitrate <= 11 ? WiFiPHYMode::b : WiFiPHYMode::g;
 }
 
 namespace {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "monitors/network_reader.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -30,12 +32,12 @@ struct WirelessLink {
     bool operator==(const WirelessLink&) const = default;
 };
 
-// Pure conversions of nl80211 facts into the codes the monitor maps to texts.
+// Pure conversions of nl80211 facts into the values the monitor maps to texts.
 namespace WirelessFacts {
 std::optional<int> channel(int frequencyMHz);
-int bandCode(int frequencyMHz);     // 1 = 2.4 GHz, 2 = 5 GHz, 3 = 6 GHz, 0 = other
-int widthCode(int nl80211Width);    // 1 = 20 … 4 = 160 MHz, 0 = other
-int phyModeCode(WirelessRateKind kind, std::optional<int> frequencyMHz, double bitrateMbps);
+WiFiBand band(int frequencyMHz);
+WiFiChannelWidth width(int nl80211Width);
+WiFiPHYMode phyMode(WirelessRateKind kind, std::optional<int> frequencyMHz, double bitrateMbps);
 // Security of a BSS from its information elements (RSN, WPA and OWE-transition elements) and whether
 // its capability field asks for privacy.
 int securityCode(const QByteArray& informationElements, bool privacy);

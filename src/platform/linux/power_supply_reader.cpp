@@ -46,7 +46,7 @@ bool isDeviceScope(const std::map<std::string, std::string>& attributes)
 
 } // namespace
 
-PowerSupplyReader::PowerSupplyReader(SysFs sysfs, bool useSystemBus) : m_sysfs(std::move(sysfs))
+PowerSupplyReader::PowerSupplyReader(RootedFileReader sysfs, bool useSystemBus) : m_sysfs(std::move(sysfs))
 {
     if (useSystemBus)
         m_services = std::make_unique<PowerServices>(QDBusConnection::systemBus());
@@ -172,7 +172,7 @@ std::vector<BluetoothBattery> PowerSupplyReader::accessories()
 
 std::unique_ptr<BatteryReader> systemBatteryReader()
 {
-    return std::make_unique<PowerSupplyReader>(SysFs::fromEnvironment(), true);
+    return std::make_unique<PowerSupplyReader>(RootedFileReader::fromEnvironment(), true);
 }
 
 } // namespace pulsebar

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "monitors/battery_monitor.h"
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <map>
 #include <memory>
@@ -16,7 +16,7 @@ class PowerServices;
 class PowerSupplyReader : public BatteryReader {
 public:
     // Without the system bus only the files are read (tests, machines without D-Bus).
-    PowerSupplyReader(SysFs sysfs, bool useSystemBus);
+    PowerSupplyReader(RootedFileReader sysfs, bool useSystemBus);
     ~PowerSupplyReader() override;
 
     PowerReading readPower() override;
@@ -32,7 +32,7 @@ private:
     // read fails (a driver error on one property fails the whole uevent read).
     std::map<std::string, std::string> attributes(const std::string& supply) const;
 
-    SysFs m_sysfs;
+    RootedFileReader m_sysfs;
     std::unique_ptr<PowerServices> m_services;
 };
 

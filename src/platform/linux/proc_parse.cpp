@@ -1,6 +1,6 @@
 #include "platform/linux/proc_parse.h"
 
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include <algorithm>
 #include <charconv>

@@ -20,7 +20,7 @@ namespace pulsebar::ProcessActions {
 
 std::optional<QString> location(int32_t pid)
 {
-    LinuxProcessReader reader(SysFs::fromEnvironment());
+    LinuxProcessReader reader(RootedFileReader::fromEnvironment());
     const auto executable = reader.executablePath(pid);
     return executable ? locationFromExecutable(*executable) : std::nullopt;
 }

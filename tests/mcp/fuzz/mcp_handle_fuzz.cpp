@@ -2,7 +2,7 @@
 // silence or exactly one compact JSON-RPC response line, and must never crash or end the process.
 
 #include "core/app_settings.h"
-#include "core/hub.h"
+#include "hub/hub.h"
 #include "mcp/mcp_server.h"
 
 #include <QCoreApplication>

@@ -1,4 +1,4 @@
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include "../support/test_support.h"
 

@@ -1,4 +1,4 @@
-#include "core/history.h"
+#include "history/history.h"
 
 #include <cmath>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include "core/paths.h"
 
@@ -84,18 +84,18 @@ std::optional<std::string_view> field(std::string_view text, std::string_view ke
 
 } // namespace SysText
 
-SysFs::SysFs(std::string root) : m_root(std::move(root))
+RootedFileReader::RootedFileReader(std::string root) : m_root(std::move(root))
 {
     if (m_root.empty() || m_root.back() != '/')
         m_root += '/';
 }
 
-SysFs SysFs::fromEnvironment()
+RootedFileReader RootedFileReader::fromEnvironment()
 {
-    return SysFs(Paths::sysroot().toStdString());
+    return RootedFileReader(Paths::sysroot().toStdString());
 }
 
-std::string SysFs::path(std::string_view relative) const
+std::string RootedFileReader::path(std::string_view relative) const
 {
     while (!relative.empty() && relative.front() == '/')
         relative.remove_prefix(1);
@@ -104,7 +104,7 @@ std::string SysFs::path(std::string_view relative) const
     return out;
 }
 
-int SysFs::openRelative(std::string_view relative, int flags) const
+int RootedFileReader::openRelative(std::string_view relative, int flags) const
 {
     // The per-process files are read every tick for every process: building their paths on the stack
     // keeps those reads free of heap allocations.
@@ -120,12 +120,12 @@ int SysFs::openRelative(std::string_view relative, int flags) const
     return ::open(path(relative).c_str(), flags);
 }
 
-long SysFs::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
+long RootedFileReader::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
 {
     return open(relative).read(buffer, capacity);
 }
 
-std::optional<std::string> SysFs::readText(std::string_view relative, std::size_t maxBytes) const
+std::optional<std::string> RootedFileReader::readText(std::string_view relative, std::size_t maxBytes) const
 {
     const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
@@ -148,12 +148,12 @@ std::optional<std::string> SysFs::readText(std::string_view relative, std::size_
     return out;
 }
 
-bool SysFs::readText(std::string_view relative, std::string& out, std::size_t maxBytes) const
+bool RootedFileReader::readText(std::string_view relative, std::string& out, std::size_t maxBytes) const
 {
     return open(relative).readText(out, maxBytes);
 }
 
-std::optional<std::string> SysFs::readLine(std::string_view relative) const
+std::optional<std::string> RootedFileReader::readLine(std::string_view relative) const
 {
     char buffer[4096];
     const long n = readInto(relative, buffer, sizeof buffer);
@@ -164,40 +164,40 @@ std::optional<std::string> SysFs::readLine(std::string_view relative) const
     return std::string(SysText::trim(text));
 }
 
-std::optional<int64_t> SysFs::readInt(std::string_view relative) const
+std::optional<int64_t> RootedFileReader::readInt(std::string_view relative) const
 {
     char buffer[64];
     const long n = readInto(relative, buffer, sizeof buffer);
     return n < 0 ? std::nullopt : SysText::toInt({buffer, std::size_t(n)});
 }
 
-std::optional<uint64_t> SysFs::readUnsigned(std::string_view relative) const
+std::optional<uint64_t> RootedFileReader::readUnsigned(std::string_view relative) const
 {
     char buffer[64];
     const long n = readInto(relative, buffer, sizeof buffer);
     return n < 0 ? std::nullopt : SysText::toUnsigned({buffer, std::size_t(n)});
 }
 
-std::optional<double> SysFs::readDouble(std::string_view relative) const
+std::optional<double> RootedFileReader::readDouble(std::string_view relative) const
 {
     char buffer[64];
     const long n = readInto(relative, buffer, sizeof buffer);
     return n < 0 ? std::nullopt : SysText::toDouble({buffer, std::size_t(n)});
 }
 
-bool SysFs::exists(std::string_view relative) const
+bool RootedFileReader::exists(std::string_view relative) const
 {
     struct stat st;
     return ::stat(path(relative).c_str(), &st) == 0;
 }
 
-bool SysFs::isDirectory(std::string_view relative) const
+bool RootedFileReader::isDirectory(std::string_view relative) const
 {
     struct stat st;
     return ::stat(path(relative).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-std::vector<std::string> SysFs::list(std::string_view relative) const
+std::vector<std::string> RootedFileReader::list(std::string_view relative) const
 {
     std::vector<std::string> names;
     forEachEntry(relative, [&](std::string_view name) { names.emplace_back(name); });
@@ -205,7 +205,7 @@ std::vector<std::string> SysFs::list(std::string_view relative) const
     return names;
 }
 
-std::optional<std::string> SysFs::readLink(std::string_view relative) const
+std::optional<std::string> RootedFileReader::readLink(std::string_view relative) const
 {
     char buffer[4096];
     const ssize_t n = ::readlink(path(relative).c_str(), buffer, sizeof buffer - 1);
@@ -214,13 +214,13 @@ std::optional<std::string> SysFs::readLink(std::string_view relative) const
     return std::string(buffer, std::size_t(n));
 }
 
-SysFs::OpenFile::~OpenFile()
+RootedFileReader::OpenFile::~OpenFile()
 {
     if (m_fd >= 0)
         ::close(m_fd);
 }
 
-SysFs::OpenFile& SysFs::OpenFile::operator=(OpenFile&& other) noexcept
+RootedFileReader::OpenFile& RootedFileReader::OpenFile::operator=(OpenFile&& other) noexcept
 {
     if (this != &other) {
         if (m_fd >= 0)
@@ -231,7 +231,7 @@ SysFs::OpenFile& SysFs::OpenFile::operator=(OpenFile&& other) noexcept
     return *this;
 }
 
-long SysFs::OpenFile::read(char* buffer, std::size_t capacity) const
+long RootedFileReader::OpenFile::read(char* buffer, std::size_t capacity) const
 {
     if (m_fd < 0)
         return -1;
@@ -253,7 +253,7 @@ long SysFs::OpenFile::read(char* buffer, std::size_t capacity) const
     return long(total);
 }
 
-bool SysFs::OpenFile::readText(std::string& out, std::size_t maxBytes) const
+bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes) const
 {
     out.clear();
     if (m_fd < 0)
@@ -281,12 +281,12 @@ bool SysFs::OpenFile::readText(std::string& out, std::size_t maxBytes) const
     return true;
 }
 
-SysFs::RepeatedFile::RepeatedFile(const SysFs& sysfs, std::string relative)
+RootedFileReader::RepeatedFile::RepeatedFile(const RootedFileReader& sysfs, std::string relative)
     : m_path(sysfs.path(relative)), m_hold(sysfs.isProcFileSystem("proc") && relative.rfind("proc/", 0) == 0)
 {
 }
 
-const SysFs::OpenFile& SysFs::RepeatedFile::file()
+const RootedFileReader::OpenFile& RootedFileReader::RepeatedFile::file()
 {
     if (m_hold) {
         if (!m_held.isOpen())
@@ -297,7 +297,7 @@ const SysFs::OpenFile& SysFs::RepeatedFile::file()
     return m_scratch;
 }
 
-bool SysFs::RepeatedFile::readText(std::string& out, std::size_t maxBytes)
+bool RootedFileReader::RepeatedFile::readText(std::string& out, std::size_t maxBytes)
 {
     const bool ok = file().readText(out, maxBytes);
     m_scratch = OpenFile();
@@ -306,7 +306,7 @@ bool SysFs::RepeatedFile::readText(std::string& out, std::size_t maxBytes)
     return ok;
 }
 
-long SysFs::RepeatedFile::readInto(char* buffer, std::size_t capacity)
+long RootedFileReader::RepeatedFile::readInto(char* buffer, std::size_t capacity)
 {
     const long n = file().read(buffer, capacity);
     m_scratch = OpenFile();
@@ -315,19 +315,19 @@ long SysFs::RepeatedFile::readInto(char* buffer, std::size_t capacity)
     return n;
 }
 
-SysFs::OpenFile SysFs::open(std::string_view relative) const
+RootedFileReader::OpenFile RootedFileReader::open(std::string_view relative) const
 {
     return OpenFile(openRelative(relative, O_RDONLY | O_CLOEXEC));
 }
 
-bool SysFs::isProcFileSystem(std::string_view relative) const
+bool RootedFileReader::isProcFileSystem(std::string_view relative) const
 {
     constexpr long procSuperMagic = 0x9fa0;
     struct statfs st;
     return ::statfs(path(relative).c_str(), &st) == 0 && long(st.f_type) == procSuperMagic;
 }
 
-bool SysFs::forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const
+bool RootedFileReader::forEachEntry(std::string_view relative, const std::function<void(std::string_view)>& visit) const
 {
     DIR* dir = ::opendir(path(relative).c_str());
     if (!dir)
@@ -341,7 +341,7 @@ bool SysFs::forEachEntry(std::string_view relative, const std::function<void(std
     return true;
 }
 
-bool SysFs::writeText(std::string_view relative, std::string_view text) const
+bool RootedFileReader::writeText(std::string_view relative, std::string_view text) const
 {
     const int fd = ::open(path(relative).c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
     if (fd < 0)
@@ -359,7 +359,7 @@ bool SysFs::writeText(std::string_view relative, std::string_view text) const
     return total == text.size();
 }
 
-bool SysFs::isWritable(std::string_view relative) const
+bool RootedFileReader::isWritable(std::string_view relative) const
 {
     return ::access(path(relative).c_str(), W_OK) == 0;
 }

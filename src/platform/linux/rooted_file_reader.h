@@ -24,10 +24,10 @@ std::optional<std::string_view> field(std::string_view text, std::string_view ke
 // Reads files below a root directory, so the same readers run on the live system ("/") and on a
 // fixture tree (PULSEBAR_SYSROOT). Paths given to it are relative ("proc/stat"). Every read fails
 // softly: a missing, unreadable or malformed file is nullopt, never an exception.
-class SysFs {
+class RootedFileReader {
 public:
-    explicit SysFs(std::string root);
-    static SysFs fromEnvironment(); // PULSEBAR_SYSROOT, else "/"
+    explicit RootedFileReader(std::string root);
+    static RootedFileReader fromEnvironment(); // PULSEBAR_SYSROOT, else "/"
 
     const std::string& root() const { return m_root; }
     std::string path(std::string_view relative) const;
@@ -64,7 +64,7 @@ public:
         OpenFile& operator=(const OpenFile&) = delete;
 
         bool isOpen() const { return m_fd >= 0; }
-        // Like SysFs::readText, from offset 0.
+        // Like RootedFileReader::readText, from offset 0.
         bool readText(std::string& out, std::size_t maxBytes = 1 << 20) const;
         // The whole file from offset 0 into the buffer; the byte count, or -1 on failure (for a proc
         // file: the process has ended).
@@ -80,7 +80,7 @@ public:
     // opened afresh each time. Reading fails softly like every read here.
     class RepeatedFile {
     public:
-        RepeatedFile(const SysFs& sysfs, std::string relative);
+        RepeatedFile(const RootedFileReader& sysfs, std::string relative);
         bool readText(std::string& out, std::size_t maxBytes = 1 << 20);
         long readInto(char* buffer, std::size_t capacity);
 

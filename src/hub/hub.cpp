@@ -1,6 +1,7 @@
-#include "core/hub.h"
+#include "hub/hub.h"
 
 #include "alerts/rule_engine.h"
+#include "core/clock.h"
 #include "insight/insight_engine.h"
 #include "platform/linux/hwmon_sensor_source.h"
 #include "platform/linux/linux_cpu_reader.h"
@@ -11,7 +12,6 @@
 #include "platform/linux/power_supply_reader.h"
 #include "platform/linux/logind_power_assertions.h"
 
-#include <QDateTime>
 
 #include <algorithm>
 #include <cmath>
@@ -19,12 +19,12 @@
 namespace pulsebar {
 
 Hub::Hub(AppSettings& settings, QObject* parent)
-    : QObject(parent), now([] { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0; }),
-      cpu(std::make_unique<LinuxCPUReader>(SysFs::fromEnvironment()), [this] { return now(); }),
-      memory(std::make_unique<LinuxMemoryReader>(SysFs::fromEnvironment()), [this] { return now(); }),
-      processes(std::make_unique<LinuxProcessReader>(SysFs::fromEnvironment()), [this] { return now(); }),
-      gpu(std::make_unique<LinuxGPUReader>(SysFs::fromEnvironment())),
-      disks(std::make_unique<LinuxDiskReader>(SysFs::fromEnvironment()), [this] { return now(); }),
+    : QObject(parent), now(systemClock()),
+      cpu(std::make_unique<LinuxCPUReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
+      memory(std::make_unique<LinuxMemoryReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
+      processes(std::make_unique<LinuxProcessReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
+      gpu(std::make_unique<LinuxGPUReader>(RootedFileReader::fromEnvironment())),
+      disks(std::make_unique<LinuxDiskReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
       sensors(systemSensorSource()), battery(systemBatteryReader()), astronomy([this] { return now(); }),
       m_settings(settings),
       m_keepAwake(std::make_unique<LogindPowerAssertions>()), m_insights(std::make_unique<InsightEngine>(*this))

@@ -1,4 +1,4 @@
-#include "platform/linux/sysfs.h"
+#include "platform/linux/rooted_file_reader.h"
 
 #include "../support/test_support.h"
 
@@ -31,14 +31,14 @@ TEST(SysText, FieldMatchesWholeKeys)
     EXPECT_EQ(SysText::field("pswpin 12\npswpout 3", "pswpout"), "3");
 }
 
-TEST(SysFs, ReadsBelowItsRootAndFailsSoftly)
+TEST(RootedFileReader, ReadsBelowItsRootAndFailsSoftly)
 {
     QTemporaryDir dir;
     test::writeFile(dir.path() + "/sys/class/x/value", "  123\n");
     test::writeFile(dir.path() + "/sys/class/x/garbage", "12 34");
     test::writeFile(dir.path() + "/sys/class/x/empty", "");
     test::writeFile(dir.path() + "/proc/b", "line one\nline two\n");
-    const SysFs fs(dir.path().toStdString()); // no trailing slash on purpose
+    const RootedFileReader fs(dir.path().toStdString()); // no trailing slash on purpose
     EXPECT_EQ(fs.readInt("sys/class/x/value"), 123);
     EXPECT_EQ(fs.readInt("/sys/class/x/value"), 123);
     EXPECT_FALSE(fs.readInt("sys/class/x/garbage"));
@@ -54,5 +54,5 @@ TEST(SysFs, ReadsBelowItsRootAndFailsSoftly)
     EXPECT_FALSE(fs.readText("sys/class")); // a directory is not a file
 
     test::ScopedEnv root("PULSEBAR_SYSROOT", dir.path());
-    EXPECT_EQ(SysFs::fromEnvironment().readInt("sys/class/x/value"), 123);
+    EXPECT_EQ(RootedFileReader::fromEnvironment().readInt("sys/class/x/value"), 123);
 }
