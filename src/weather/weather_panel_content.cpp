@@ -112,6 +112,14 @@ WeatherPanelView view(const WeatherPanelInput& in)
     return v;
 }
 
+WeatherTileView tile(const WeatherPanelInput& in)
+{
+    const WeatherPanelView v = view(in);
+    if (v.state != WeatherPanelView::State::report)
+        return {QStringLiteral("cloud"), QStringLiteral("—"), v.message};
+    return {v.symbol, v.temperature, v.description + QStringLiteral(" · ") + v.title};
+}
+
 } // namespace pulsebar::WeatherPanelContent
 
 namespace pulsebar {

@@ -55,9 +55,18 @@ struct WeatherPanelInput {
     QTimeZone displayZone = QTimeZone::systemTimeZone();
 };
 
+// The overview's weather tile: symbol, temperature, conditions and place, or the state's heading.
+struct WeatherTileView {
+    QString symbol; // "cloud" without a report
+    QString value;  // "11°", or "—"
+    QString caption; // "Partly Cloudy · Berlin", or "Loading weather…" and the like
+    bool operator==(const WeatherTileView&) const = default;
+};
+
 namespace WeatherPanelContent {
 
 WeatherPanelView view(const WeatherPanelInput& input);
+WeatherTileView tile(const WeatherPanelInput& input);
 // N, NNE, NE, … for a direction in degrees.
 QString compass(double degrees);
 

@@ -38,6 +38,7 @@ TEST(WeatherPanel, StatesWithoutAReport)
         EXPECT_EQ(v.message, c.message);
         EXPECT_EQ(v.detail, c.detail);
         EXPECT_TRUE(v.days.empty());
+        EXPECT_EQ(WeatherPanelContent::tile(in), (WeatherTileView{"cloud", "—", c.message}));
     }
 }
 
@@ -74,6 +75,7 @@ TEST(WeatherPanel, ReportInTheUsersUnits)
                                            {"Sunset", QLocale().toString(QTime(16, 29), QLocale::ShortFormat)}}));
     EXPECT_EQ(v.age, "Updated 12m ago");
     EXPECT_EQ(v.staleError, "The weather service did not answer within 15 seconds.");
+    EXPECT_EQ(WeatherPanelContent::tile(in), (WeatherTileView{"cloud.rain.fill", "46°", "Light Rain · Berlin"}));
 }
 
 TEST(AstronomyPanel, PolarSummerAndCompassBearings)
