@@ -2,6 +2,7 @@
 #include "app/app_delegate.h"
 #include "dump/debug_dump.h"
 #include "mcp/mcp_server.h"
+#include "speedtest/network_quality.h"
 
 #include <QApplication>
 
@@ -22,6 +23,9 @@ const char* const usage =
     "  --agents status            show which agent applications know Pulsebar\n"
     "  --agents add CLIENT        register Pulsebar's MCP server with an agent application\n"
     "  --agents remove CLIENT     remove it again\n"
+    "  --network-quality [-c] [-M SECONDS]\n"
+    "                             measure the internet connection's capacity and responsiveness\n"
+    "                             (-c: one JSON object; -M: at most SECONDS, default 20)\n"
     "  --dump [DIR]               render the tray items for sample states into DIR\n"
     "  --version                  print the version\n"
     "  --help                     print this help\n"
@@ -62,6 +66,8 @@ int main(int argc, char** argv)
     }
     if (find(argc, argv, "--mcp") >= 0)
         return MCPServer::run(argc, argv);
+    if (find(argc, argv, "--network-quality") >= 0)
+        return NetworkQuality::run(argc, argv);
     if (find(argc, argv, "--version") >= 0) {
         std::printf("pulsebar %s\n", PULSEBAR_VERSION);
         return 0;

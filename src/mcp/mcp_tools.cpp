@@ -9,6 +9,7 @@
 #include "mcp/mcp_history.h"
 #include "mcp/mcp_values.h"
 #include "mcp/tool_error.h"
+#include "speedtest/speed_test.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -489,43 +490,24 @@ QJsonObject MCPTools::getBattery()
 
 QJsonValue MCPTools::speedTests(const QJsonValue& saved)
 {
-    struct Entry {
-        double time;
-        QJsonObject object;
-    };
-    std::vector<Entry> entries;
-    for (const QJsonValue& value : saved.toArray()) {
-        const QJsonObject result = value.toObject();
-        const QJsonValue date = result.value(QLatin1String("date"));
-        std::optional<double> time;
-        if (date.isDouble())
-            time = date.toDouble();
-        else if (date.isString())
-            if (const QDateTime parsed = QDateTime::fromString(date.toString(), Qt::ISODateWithMs); parsed.isValid())
-                time = double(parsed.toMSecsSinceEpoch()) / 1000.0;
-        const QJsonValue download = result.value(QLatin1String("download"));
-        const QJsonValue upload = result.value(QLatin1String("upload"));
-        // A record without its date or either rate is not a finished test.
-        if (!time || !std::isfinite(*time) || !download.isDouble() || !upload.isDouble())
-            continue;
-        QJsonObject entry{{"time", McpValue::timestamp(*time)},
-                          {"download", McpValue::rate(download.toDouble())},
-                          {"upload", McpValue::rate(upload.toDouble())}};
-        const QJsonValue responsiveness = result.value(QLatin1String("responsiveness"));
-        if (responsiveness.isDouble()) {
-            entry.insert("responsiveness_rpm", r(responsiveness.toDouble()));
-            // Responsiveness counts round trips per minute under load; its inverse is that latency.
-            if (responsiveness.toDouble() > 0)
-                entry.insert("latency_under_load_ms", r(60000.0 / responsiveness.toDouble()));
-        }
-        entries.push_back({*time, entry});
-    }
-    if (entries.empty())
+    std::vector<SpeedTestResult> results = SpeedTest::decode(saved);
+    if (results.empty())
         return QStringLiteral("None yet. Run one from Pulsebar's Network dropdown.");
-    std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) { return a.time > b.time; });
+    std::stable_sort(results.begin(), results.end(),
+                     [](const SpeedTestResult& a, const SpeedTestResult& b) { return a.date > b.date; });
     QJsonArray list;
-    for (const Entry& entry : entries)
-        list.append(entry.object);
+    for (const SpeedTestResult& result : results) {
+        QJsonObject entry{{"time", McpValue::timestamp(double(result.date.toMSecsSinceEpoch()) / 1000.0)},
+                          {"download", McpValue::rate(result.download)},
+                          {"upload", McpValue::rate(result.upload)}};
+        if (result.responsiveness) {
+            entry.insert("responsiveness_rpm", r(*result.responsiveness));
+            // Responsiveness counts round trips per minute under load; its inverse is that latency.
+            if (*result.responsiveness > 0)
+                entry.insert("latency_under_load_ms", r(60000.0 / *result.responsiveness));
+        }
+        list.append(entry);
+    }
     return list;
 }
 
@@ -546,7 +528,7 @@ QJsonObject MCPTools::getNetwork()
     result.insert("vpn_interfaces", QJsonArray::fromStringList(network.vpnInterfaces));
     result.insert("interfaces", interfaces);
     result.insert("speed_tests",
-                  speedTests(m_hub.settings().preferences().value(QStringLiteral("PulsebarSpeedTests.v1"))));
+                  speedTests(m_hub.settings().preferences().value(SpeedTest::preferencesKey)));
     if (network.primaryInterface)
         result.insert("primary_interface", *network.primaryInterface);
     if (network.publicIP)
