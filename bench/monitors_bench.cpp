@@ -116,3 +116,16 @@ static void BM_ProcessTop(benchmark::State& state)
     state.counters["processes"] = double(processes.processes.size());
 }
 BENCHMARK(BM_ProcessTop);
+
+// The exact resident set of one process: statm, opened and read afresh, against status, which carries
+// the same figure among fifty others. A process sample reads statm for about one process in
+// LinuxProcessReader::residentRefreshSamples.
+static void BM_ProcessExactResidentRead(benchmark::State& state, const char* file)
+{
+    const RootedFileReader fs = live();
+    char buffer[4096];
+    for (auto _ : state)
+        benchmark::DoNotOptimize(fs.readInto(file, buffer, sizeof buffer));
+}
+BENCHMARK_CAPTURE(BM_ProcessExactResidentRead, statm, "proc/self/statm");
+BENCHMARK_CAPTURE(BM_ProcessExactResidentRead, status, "proc/self/status");

@@ -10,7 +10,7 @@ std::optional<double> LiveVolume::usedPercent() const
 {
     if (!(total > 0))
         return std::nullopt;
-    return (total - std::max(available, 0.0)) / total * 100.0;
+    return diskUsedPercent(total, available, reserved);
 }
 
 LiveState LiveState::from(const Hub& hub)
@@ -30,7 +30,7 @@ LiveState LiveState::from(const Hub& hub)
     s.diskReadRate = hub.disks.readRate;
     s.diskWriteRate = hub.disks.writeRate;
     if (const auto volume = hub.disks.startupVolume())
-        s.startupVolume = LiveVolume{volume->total, volume->available};
+        s.startupVolume = LiveVolume{volume->total, volume->available, volume->reserved};
 
     const NetworkMonitor& network = hub.network;
     s.download = network.download;

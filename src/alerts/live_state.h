@@ -22,8 +22,9 @@ class Hub;
 // The two figures of the startup volume that matter here.
 struct LiveVolume {
     double total = 0;     // bytes
-    double available = 0; // bytes free
-    // (total − free) ÷ total × 100, a negative free counting as none; absent when total is not above 0.
+    double available = 0; // bytes free for the user
+    double reserved = 0;  // bytes kept for the system
+    // As the disks item shows it (diskUsedPercent); absent when total is not above 0.
     std::optional<double> usedPercent() const;
 };
 

@@ -5,8 +5,11 @@
 #include "core/unix_signals.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/status_item_controller.h"
+#include "platform/linux/single_instance.h"
+#include "platform/linux/tray_desktop.h"
 
 #include <QApplication>
+#include <QGuiApplication>
 #include <QPointer>
 
 #include <cstdio>
@@ -22,11 +25,25 @@ AppDelegate::~AppDelegate() = default;
 
 int AppDelegate::runApplication(int argc, char** argv)
 {
+    if (!TrayDesktop::sessionHasDisplay()) {
+        std::fprintf(stderr, "%s\n", qPrintable(TrayDesktop::noDisplayMessage()));
+        return 1;
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName("Pulsebar");
     QApplication::setApplicationVersion(PULSEBAR_VERSION);
     QApplication::setQuitOnLastWindowClosed(false); // a tray application has no main window
     quitOnTerminationSignals();
+
+    // A second start hands over to the first, which opens its settings.
+    SingleInstance instance;
+    instance.onActivate = &AppDelegate::openSettings;
+    if (!instance.claim()) {
+        if (SingleInstance::activateRunning())
+            return 0;
+        std::fprintf(stderr, "pulsebar: another Pulsebar is running in this session but does not answer.\n");
+        return 1;
+    }
 
     AppDelegate delegate(AppSettings::shared());
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &delegate, &AppDelegate::applicationWillTerminate);
@@ -43,6 +60,13 @@ void AppDelegate::applicationDidFinishLaunching()
 
     m_statusItems = std::make_unique<StatusItemController>(*m_hub, m_settings);
     m_statusItems->onOpenSettings = &AppDelegate::openSettings;
+    m_statusItems->onNoTray = [] {
+        // Only a real desktop is told; a run without a display server has no tray to ask for.
+        if (QGuiApplication::platformName() == QLatin1String("offscreen"))
+            return;
+        const auto [title, body] = TrayDesktop::noTrayAdvice(TrayDesktop::currentDesktop());
+        Notifier::shared().post(title, body);
+    };
     QPointer<StatusItemController> items(m_statusItems.get());
     m_hub->onTick = [items] {
         if (items)
@@ -91,7 +115,7 @@ void AppDelegate::configurationChanged(const Config& oldConfig, const Config& ne
         m_statusItems->rebuild();
         m_hub->tick();
     } else {
-        m_statusItems->refresh();
+        m_statusItems->applyTrayPreferences();
     }
 }
 

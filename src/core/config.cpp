@@ -344,6 +344,13 @@ std::vector<OverviewItem> Config::overviewItems() const
     return items;
 }
 
+int Config::samplingPeriodMs() const
+{
+    constexpr double shortest = 0.25, longest = 24 * 3600.0, fallback = 2.0;
+    const double seconds = std::isfinite(updateInterval) && updateInterval > 0 ? updateInterval : fallback;
+    return int(std::lround(std::clamp(seconds, shortest, longest) * 1000.0));
+}
+
 bool Config::showsInOverview(OverviewItem item) const
 {
     if (item == OverviewItem::devices)

@@ -110,7 +110,7 @@ struct Rule {
 };
 
 struct Config {
-    double updateInterval = 2.0;
+    double updateInterval = 2.0; // seconds, stored as given; the sampling timer reads samplingPeriodMs()
     std::vector<ModuleConfig> modules = defaultModules();
     bool monochrome = false;
     TempUnit temperatureUnit = TempUnit::celsius;
@@ -149,6 +149,9 @@ struct Config {
     QJsonObject toJson() const;
 
     std::vector<OverviewItem> overviewItems() const;
+    // The sampling timer's period: updateInterval within 0.25 s to 24 h; the default 2 s when it is
+    // not a finite positive number, so a hostile value can neither spin the sampler nor overflow it.
+    int samplingPeriodMs() const;
     bool showsInOverview(OverviewItem item) const;
     void setShowsInOverview(OverviewItem item, bool on);
 

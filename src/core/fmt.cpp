@@ -1,6 +1,7 @@
 #include "core/fmt.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <array>
@@ -71,11 +72,24 @@ QString duration(double seconds)
     return QStringLiteral("%1d %2h %3m").arg(d).arg(h).arg(m);
 }
 
+namespace {
+
+QString shortTimeFormat()
+{
+    // Some locales (C among them) put seconds into their short format; a clock in a tray has none.
+    static const QRegularExpression seconds(QStringLiteral("[:.]?s{1,2}"));
+    QString format = QLocale().timeFormat(QLocale::ShortFormat);
+    format.remove(seconds);
+    return format;
+}
+
+} // namespace
+
 QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone)
 {
     if (!date || !date->isValid())
         return QStringLiteral("—");
-    return QLocale().toString(date->toTimeZone(timeZone).time(), QLocale::ShortFormat);
+    return QLocale().toString(date->toTimeZone(timeZone).time(), shortTimeFormat());
 }
 
 } // namespace pulsebar::Fmt

@@ -1,9 +1,9 @@
 #include "core/preferences.h"
 
 #include "core/paths.h"
+#include "core/regular_file.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QSaveFile>
@@ -20,10 +20,12 @@ Preferences& Preferences::standard()
 
 QJsonObject Preferences::all() const
 {
-    QFile file(m_path);
-    if (!file.open(QIODevice::ReadOnly))
+    // Far above any real preferences; a file beyond it is damaged, not read to the end.
+    constexpr int64_t maxBytes = 16 << 20;
+    const auto text = RegularFile::read(m_path, maxBytes);
+    if (!text)
         return {};
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
+    const QJsonDocument document = QJsonDocument::fromJson(*text);
     return document.isObject() ? document.object() : QJsonObject{};
 }
 

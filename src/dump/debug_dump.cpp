@@ -1,8 +1,15 @@
 #include "dump/debug_dump.h"
 
+#include "dump/panel_dump.h"
+#include "dump/sample_panels.h"
 #include "dump/sample_states.h"
+#include "dump/tray_dump.h"
 #include "menubar/menu_bar_renderer.h"
 #include "menubar/symbols.h"
+
+#include "core/app_settings.h"
+#include "core/preferences.h"
+#include "panels/panel_content.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -134,6 +141,13 @@ QString html(const std::vector<SampleState>& states, const QStringList& symbols,
             out += QStringLiteral("</tr>\n");
         }
         out += QStringLiteral("</table>\n");
+        out += TrayDump::html(state);
+        out += QStringLiteral("<h3>%1 panels</h3>\n<p>").arg(state.name);
+        for (const PanelContent::Entry& panel : PanelContent::registry())
+            out += QStringLiteral("<img src=\"%1/panel-%2.png\" alt=\"%2 panel\" title=\"%1/panel-%2.png\" "
+                                  "style=\"width:340px;vertical-align:top;margin:0 8px 8px 0\"> ")
+                       .arg(state.name, enumName(panel.kind));
+        out += QStringLiteral("</p>\n<p>Texts: <a href=\"%1/panels.json\">%1/panels.json</a></p>\n").arg(state.name);
     }
     out += QStringLiteral("<h2>symbols</h2>\n<p>Rows: tinted and palette on light, tinted and multicolour on "
                           "dark. Columns: %1</p>\n<p><img src=\"symbols.png\" alt=\"symbols\"></p>\n")
@@ -159,7 +173,9 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
     try {
         const QString folder = createFolder(outputDirectory);
         const QDir dir(folder);
-        const std::vector<SampleState> states = sampleStates();
+        std::vector<SampleState> states = sampleStates();
+        PanelDump::Live live = PanelDump::live();
+        states.push_back(live.state);
         for (const SampleState& state : states) {
             Config config;
             config.monochrome = state.monochrome;
@@ -175,6 +191,16 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
                 }
             }
             save(strip(state, config, context), dir.filePath(state.name + QStringLiteral("/strip.png")));
+            if (!TrayDump::write(dir, state))
+                throw DumpError("Cannot write the tray icons into " + dir.filePath(state.name).toStdString() + ".");
+            const bool isLive = state.name == live.state.name;
+            const HistoryGraph::Loader samples = [&state](std::vector<HistoryMetric> metrics, HistoryRange range,
+                                                          QObject*, std::function<void(HistorySeries)> done) {
+                done(sampleHistory(state, metrics, range));
+            };
+            PanelDump::write(QDir(dir.filePath(state.name)), isLive ? live.snapshot : samplePanelSnapshot(state),
+                             isLive ? AppSettings::load(Preferences::standard()) : config, state.dark,
+                             isLive ? live.loader : samples, devicePixelRatio);
         }
         QStringList panels;
         if (!dir.mkpath(QStringLiteral("panels")))
@@ -188,7 +214,7 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
         writeText(dir.filePath(QStringLiteral("index.html")), html(states, symbols, panels));
         std::printf("%s\n", qPrintable(folder));
         return 0;
-    } catch (const DumpError& error) {
+    } catch (const std::runtime_error& error) {
         std::fprintf(stderr, "pulsebar --dump: %s\n", error.what());
         return 1;
     }

@@ -41,6 +41,7 @@ MenuBarReadings idle()
     r.uploadHistory = trail(1200, 900);
     r.downloadHistory = trail(5400, 4000);
     r.temperature = 41;
+    r.sensorsReady = true;
     r.hasBattery = true;
     r.batteryPercent = 84;
     r.weather = MenuBarReadings::Weather{QStringLiteral("cloud.sun.fill"), 17};

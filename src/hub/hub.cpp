@@ -62,7 +62,7 @@ void Hub::reschedule()
     m_timer.reset();
     auto timer = std::make_unique<QTimer>();
     timer->setTimerType(Qt::CoarseTimer); // lets the system coalesce wake-ups
-    timer->setInterval(std::max(1, int(m_settings.config().updateInterval * 1000.0)));
+    timer->setInterval(m_settings.config().samplingPeriodMs());
     connect(timer.get(), &QTimer::timeout, this, &Hub::tick);
     timer->start();
     m_timer = std::move(timer);

@@ -44,7 +44,7 @@ QJsonArray MCPTools::catalogue()
              "using the computer."),
         tool("get_top_processes", "Top processes",
              "The processes using the most CPU, memory or disk right now. CPU is per core (100% = one full "
-             "core). Only processes of the current user are visible.",
+             "core). Disk rates are shown only for processes of the current user.",
              QJsonObject{
                  {"sort_by", property("string", "Resource to rank by. Default: cpu.",
                                       {{"enum", QJsonArray{"cpu", "memory", "disk"}}})},

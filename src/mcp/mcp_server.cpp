@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QTimer>
 
+#include <optional>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -159,6 +160,7 @@ QJsonObject MCPServer::initializeResult(const QJsonObject& params)
 
 void MCPServer::handle(QByteArray line)
 {
+    std::optional<QJsonValue> id; // known once the line has been read as a request
     try {
         if (line.endsWith('\n'))
             line.chop(1);
@@ -180,20 +182,27 @@ void MCPServer::handle(QByteArray line)
         const QJsonObject params = paramsValue.isObject() ? paramsValue.toObject() : QJsonObject();
         if (!message.contains(QLatin1String("id")))
             return; // a notification: never answered, whatever its method
-        const QJsonValue id = message.value(QLatin1String("id"));
+        id = message.value(QLatin1String("id"));
 
         if (method == QLatin1String("initialize"))
-            reply(id, initializeResult(params));
+            reply(*id, initializeResult(params));
         else if (method == QLatin1String("ping"))
-            reply(id, QJsonObject());
+            reply(*id, QJsonObject());
         else if (method == QLatin1String("tools/list"))
-            reply(id, QJsonObject{{"tools", MCPTools::catalogue()}});
+            reply(*id, QJsonObject{{"tools", MCPTools::catalogue()}});
         else if (method == QLatin1String("tools/call"))
-            reply(id, toolCallResult(params));
+            reply(*id, toolCallResult(params));
         else
-            replyError(id, -32601, QStringLiteral("Method not found: ") + method);
+            replyError(*id, -32601, QStringLiteral("Method not found: ") + method);
     } catch (...) {
-        // A response that cannot be built is dropped; the server goes on with the next line.
+        // A request whose response could not be built or sent still gets its one answer, so the
+        // client is never left waiting; the server goes on with the next line either way.
+        if (id) {
+            try {
+                replyError(*id, -32603, QStringLiteral("Internal error"));
+            } catch (...) {
+            }
+        }
     }
 }
 

@@ -11,10 +11,7 @@
 #include "mcp/tool_error.h"
 #include "speedtest/speed_test.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
-#include <QDeadlineTimer>
-#include <QThread>
 
 #include <algorithm>
 #include <array>
@@ -114,11 +111,6 @@ std::optional<QString> adapterDescription(const BatteryMonitor& battery)
     return std::nullopt;
 }
 
-double percentOf(double part, double total)
-{
-    return total > 0 ? part / total * 100.0 : 0;
-}
-
 // Space that can be freed on demand: what counts as free for important use beyond the plain free space.
 double purgeable(const Volume& volume)
 {
@@ -154,12 +146,13 @@ QJsonObject memorySummary(const MemoryMonitor& memory)
                        {"total", McpValue::size(memory.total, 1024)},
                        {"pressure_percent", r(memory.pressure)},
                        {"pressure", enumName(memory.pressureLevel)},
-                       {"swap_used", McpValue::size(memory.swapUsed, 1024)}};
+                       {"swap_used", McpValue::size(memory.swapUsed, 1024)},
+                       {"swap_total", McpValue::size(memory.swapTotal, 1024)}};
 }
 
 QJsonObject startupDiskSummary(const Volume& volume)
 {
-    return QJsonObject{{"used_percent", r(percentOf(volume.total - volume.available, volume.total))},
+    return QJsonObject{{"used_percent", r(volume.usedPercent())},
                        {"free", McpValue::size(volume.available, 1000)},
                        {"total", McpValue::size(volume.total, 1000)}};
 }
@@ -382,17 +375,10 @@ void MCPTools::awaitSensorDiscovery()
     SensorMonitor& sensors = m_hub.sensors;
     if (sensors.isReady)
         return;
-    // A hub that was never started has not discovered: discover here. Otherwise discovery runs once in
-    // the background from the hub's start, and a call that arrives first waits for it (briefly: it is a
-    // walk over a few files) instead of calling the sensors inaccessible. Only the monitor's own
-    // hand-over is delivered here, so no later request is handled out of order.
-    sensors.discoverNow();
-    const QDeadlineTimer deadline(3000);
-    while (!sensors.isReady && !deadline.hasExpired()) {
-        QCoreApplication::sendPostedEvents(&sensors, QEvent::MetaCall);
-        if (!sensors.isReady)
-            QThread::msleep(2);
-    }
+    // Discovery runs once in the background from the hub's start (or here, for a hub never started);
+    // a call that arrives first waits for it, briefly (it is a walk over a few files), instead of
+    // calling the sensors inaccessible.
+    sensors.awaitDiscovery(3000);
     if (sensors.isReady && sensors.fans.empty() && sensors.fanCount > 0)
         sensors.sample();
 }
@@ -515,14 +501,19 @@ QJsonObject MCPTools::getNetwork()
 {
     const NetworkMonitor& network = m_hub.network;
     QJsonArray interfaces;
-    for (const InterfaceInfo& interface : network.interfaces)
-        interfaces.append(QJsonObject{
+    for (const InterfaceInfo& interface : network.interfaces) {
+        QJsonObject object{
             {"name", interface.displayName},
             {"bsd_name", interface.bsdName},
             {"ipv4", QJsonArray::fromStringList(interface.ipv4)},
+            {"ipv6", QJsonArray::fromStringList(interface.ipv6)},
             {"download_per_second", McpValue::rate(interface.download)},
             {"upload_per_second", McpValue::rate(interface.upload)},
-        });
+        };
+        if (interface.mac)
+            object.insert("mac", *interface.mac);
+        interfaces.append(object);
+    }
     QJsonObject result = networkSummary(network);
     result.insert("dns", QJsonArray::fromStringList(network.dns));
     result.insert("vpn_interfaces", QJsonArray::fromStringList(network.vpnInterfaces));
@@ -548,7 +539,6 @@ QJsonObject MCPTools::getDisks()
     const DiskMonitor& disks = m_hub.disks;
     QJsonArray volumes;
     for (const Volume& volume : disks.volumes) {
-        const double used = volume.total - volume.available;
         volumes.append(QJsonObject{
             {"name", volume.name},
             {"path", volume.url},
@@ -556,9 +546,10 @@ QJsonObject MCPTools::getDisks()
             {"removable", volume.isRemovable},
             {"network", !volume.isLocal},
             {"total", McpValue::size(volume.total, 1000)},
-            {"used", McpValue::size(used, 1000)},
+            {"used", McpValue::size(volume.used(), 1000)},
             {"free", McpValue::size(volume.available, 1000)},
-            {"used_percent", r(percentOf(used, volume.total))},
+            {"reserved", McpValue::size(volume.reserved, 1000)},
+            {"used_percent", r(volume.usedPercent())},
             {"purgeable", McpValue::size(purgeable(volume), 1000)},
         });
     }

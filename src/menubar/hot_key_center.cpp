@@ -25,6 +25,12 @@ HotKeyCenter::HotKeyCenter(std::unique_ptr<HotKeyBackend> backend) : m_backend(s
     m_backend->onRefused = [this](int id) { refused(id); };
 }
 
+void HotKeyCenter::shutDown()
+{
+    unregisterAll();
+    m_backend = std::make_unique<NoHotKeyBackend>();
+}
+
 HotKeyCenter::~HotKeyCenter()
 {
     unregisterAll();
@@ -33,6 +39,12 @@ HotKeyCenter::~HotKeyCenter()
 HotKeyCenter& HotKeyCenter::shared()
 {
     static HotKeyCenter center(makeDesktopBackend());
+    static const bool releasedAtQuit = [] {
+        if (QCoreApplication* app = QCoreApplication::instance())
+            QObject::connect(app, &QCoreApplication::aboutToQuit, app, [] { center.shutDown(); });
+        return true;
+    }();
+    (void)releasedAtQuit;
     return center;
 }
 

@@ -51,6 +51,10 @@ public:
     // Ungrabs everything, then grabs every entry of `current` that names an action, in identifier order.
     void registerAll();
     void unregisterAll();
+    // Releases every grab and the backend itself while the desktop connection still lives; later
+    // registrations fail. The shared centre does this when the application is about to quit: as a
+    // function-local static it is destroyed only after Qt has closed the display connection.
+    void shutDown();
 
 private:
     void pressed(int id);

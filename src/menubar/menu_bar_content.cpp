@@ -67,17 +67,7 @@ QString timeText(double seconds)
 // The widest time the locale writes, so clock items do not change width over the day.
 QString timeTemplate()
 {
-    return QLocale().toString(QTime(22, 58), QLocale::ShortFormat);
-}
-
-PartColor pressureColor(MemoryPressureLevel level)
-{
-    switch (level) {
-    case MemoryPressureLevel::normal: return PartColor::green;
-    case MemoryPressureLevel::warning: return PartColor::yellow;
-    case MemoryPressureLevel::critical: return PartColor::red;
-    }
-    return PartColor::green;
+    return Fmt::time(QDateTime(QDate(2000, 1, 1), QTime(22, 58), QTimeZone::utc()), QTimeZone::utc());
 }
 
 QString temperature(const Config& config, std::optional<double> celsius)
@@ -155,6 +145,16 @@ MenuBarParts clocks(const MenuBarReadings& r, const Config& config)
 }
 
 } // namespace
+
+PartColor pressureColor(MemoryPressureLevel level)
+{
+    switch (level) {
+    case MemoryPressureLevel::normal: return PartColor::green;
+    case MemoryPressureLevel::warning: return PartColor::yellow;
+    case MemoryPressureLevel::critical: return PartColor::red;
+    }
+    return PartColor::green;
+}
 
 QString title(ModuleKind kind)
 {
@@ -239,7 +239,13 @@ MenuBarParts select(const MenuBarParts& parts, DisplayStyle style)
 
 MenuBarParts parts(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config)
 {
-    return select(allParts(module.kind, readings, config), module.style);
+    const MenuBarParts all = allParts(module.kind, readings, config);
+    MenuBarParts chosen = select(all, module.style);
+    // Offline must not look like idle: a style without the symbol still shows the crossed-out one.
+    const bool offline = module.kind == ModuleKind::network && readings.internetReachable == false;
+    if (offline && std::none_of(chosen.begin(), chosen.end(), [](const MenuBarPart& p) { return p.isIcon(); }))
+        chosen.insert(chosen.begin(), all.front());
+    return chosen;
 }
 
 MenuBarParts parts(const ModuleConfig& module, const Hub& hub, const Config& config)
@@ -259,9 +265,35 @@ QStringList lines(ModuleKind kind, const MenuBarReadings& readings, const Config
     return out;
 }
 
-QString summary(ModuleKind kind, const MenuBarReadings& readings, const Config& config)
+std::optional<QString> unavailableReason(ModuleKind kind, const MenuBarReadings& r)
 {
-    return (QStringList{title(kind)} + lines(kind, readings, config)).join(QLatin1Char(' '));
+    switch (kind) {
+    case ModuleKind::gpu:
+        if (!r.hasGPU)
+            return QStringLiteral("No graphics processor found on this computer");
+        break;
+    case ModuleKind::disks:
+        if (!r.startupDiskUsed)
+            return QStringLiteral("No startup disk found on this computer");
+        break;
+    case ModuleKind::sensors:
+        if (!r.temperature && r.sensorsReady)
+            return QStringLiteral("No temperature sensors found on this computer");
+        break;
+    case ModuleKind::battery:
+        if (!r.hasBattery)
+            return QStringLiteral("No battery found on this computer");
+        break;
+    default: break;
+    }
+    return std::nullopt;
+}
+
+QString toolTip(ModuleKind kind, const MenuBarReadings& readings, const Config& config)
+{
+    if (const auto reason = unavailableReason(kind, readings))
+        return *reason;
+    return lines(kind, readings, config).join(QLatin1Char('\n'));
 }
 
 QString clockLabel(const QString& zoneId, ClockLabel label, double now)
@@ -292,6 +324,7 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     r.uploadHistory = values(hub.network.uploadHistory);
     r.downloadHistory = values(hub.network.downloadHistory);
     r.fanRpm = hub.sensors.fastestFanRpm();
+    r.sensorsReady = hub.sensors.isReady;
     r.hasBattery = hub.battery.present;
     r.batteryPercent = hub.battery.percent;
     r.batteryCharging = hub.battery.isCharging;

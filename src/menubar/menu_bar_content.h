@@ -41,6 +41,7 @@ struct MenuBarReadings {
 
     std::optional<double> temperature; // °C, the hub's menu-bar temperature
     std::optional<double> fanRpm;      // the fastest fan
+    bool sensorsReady = false; // sensor discovery has finished: a missing temperature stays missing
 
     bool hasBattery = false;
     double batteryPercent = 0;
@@ -80,12 +81,18 @@ MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& readings, const Co
 // battery's icon and its graphic.
 MenuBarParts select(const MenuBarParts& parts, DisplayStyle style);
 
+// The colour of the memory-pressure gauge: green, yellow, red by level.
+PartColor pressureColor(MemoryPressureLevel level);
+
 // "CPU", "Memory", …: how the module is named to the user.
 QString title(ModuleKind kind);
 // The module's texts, one per line (a stacked part gives two).
 QStringList lines(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
-// The one-line description of the item for tooltips and the dropdown placeholder.
-QString summary(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
+// Why the module's value can never come on this computer ("No temperature sensors found on this
+// computer"); nullopt while it has one or may still get one.
+std::optional<QString> unavailableReason(ModuleKind kind, const MenuBarReadings& readings);
+// The body of the item's tooltip: its values one per line, or why there are none.
+QString toolTip(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
 
 // How a clock is named in the menu bar: the city of its zone, or the zone's abbreviation at `now`.
 QString clockLabel(const QString& zoneId, ClockLabel label, double now);

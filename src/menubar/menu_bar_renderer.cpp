@@ -18,6 +18,7 @@ namespace pulsebar {
 namespace {
 
 constexpr qreal stackedPitch = 10.5;
+constexpr qreal stackedPadding = 2; // each side: two-line texts would otherwise touch their neighbours
 constexpr qreal backgroundOpacity = 0.14;
 
 double clamp01(double v)
@@ -82,9 +83,10 @@ struct Painter {
         p.setFont(MenuBarRenderer::stackedFont());
         p.setPen(fg);
         const qreal top = (MenuBarRenderer::height - 2 * stackedPitch) / 2;
-        p.drawText(QRectF(r.left(), top, r.width(), stackedPitch), Qt::AlignLeft | Qt::AlignVCenter, part.text);
-        p.drawText(QRectF(r.left(), top + stackedPitch, r.width(), stackedPitch), Qt::AlignLeft | Qt::AlignVCenter,
-                   part.bottom);
+        const QRectF lines = r.adjusted(stackedPadding, 0, -stackedPadding, 0);
+        p.drawText(QRectF(lines.left(), top, lines.width(), stackedPitch), Qt::AlignLeft | Qt::AlignVCenter, part.text);
+        p.drawText(QRectF(lines.left(), top + stackedPitch, lines.width(), stackedPitch),
+                   Qt::AlignLeft | Qt::AlignVCenter, part.bottom);
     }
 
     // The faint rounded background of graphs and gauges; what is drawn until the restore() stays inside it.
@@ -165,10 +167,15 @@ struct Painter {
         if (fraction > 0)
             fillRounded(p, QRectF(inner.left(), inner.top(), inner.width() * fraction, inner.height()), 1.5, fill);
         if (part.flag) {
+            // A rim in the panel's colour keeps the bolt readable over any fill, the short red one included.
             const QColor boltColor = monochrome ? QColor(Qt::black) : fg;
-            Symbols::draw(p, QStringLiteral("bolt.fill"),
-                          QRectF(body.center().x() - 3.5, body.center().y() - 4.5, 7, 9), boltColor,
-                          Symbols::Style::tinted);
+            // (A template image is only a shape: there the rim would merge with the bolt.)
+            const QRectF bolt(body.center().x() - 4, body.center().y() - 5.5, 8, 11);
+            if (!monochrome)
+                for (QPointF d : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
+                    Symbols::draw(p, QStringLiteral("bolt.fill"), bolt.translated(d),
+                                  dark ? QColor(Qt::black) : QColor(Qt::white), Symbols::Style::tinted);
+            Symbols::draw(p, QStringLiteral("bolt.fill"), bolt, boltColor, Symbols::Style::tinted);
         }
     }
 
@@ -217,7 +224,7 @@ QFont MenuBarRenderer::stackedFont()
 {
     QFont f = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     f.setPixelSize(10);
-    f.setWeight(QFont::DemiBold);
+    f.setWeight(QFont::Normal); // one weight with the single-line texts
     return f;
 }
 
@@ -228,7 +235,8 @@ qreal MenuBarRenderer::width(const MenuBarPart& part)
         return std::max(textWidth(textFont(), part.text), textWidth(textFont(), part.widthTemplate));
     case MenuBarPart::Kind::stacked:
         return std::max({textWidth(stackedFont(), part.text), textWidth(stackedFont(), part.bottom),
-                         textWidth(stackedFont(), part.widthTemplate)});
+                         textWidth(stackedFont(), part.widthTemplate)}) +
+               2 * stackedPadding;
     case MenuBarPart::Kind::graph:
     case MenuBarPart::Kind::mirrored: return graphWidth;
     case MenuBarPart::Kind::bar: return barWidth;

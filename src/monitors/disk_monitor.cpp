@@ -48,6 +48,16 @@ bool DiskMonitor::volumeScanDue(double time) const
     return volumes.empty() || time - lastVolumeScan > volumeScanInterval;
 }
 
+double diskUsedPercent(double total, double available, double reserved)
+{
+    if (!(total > 0))
+        return 0;
+    if (!(available > 0))
+        return 100;
+    const double used = std::max(total - available - std::max(reserved, 0.0), 0.0);
+    return used / (used + available) * 100.0;
+}
+
 void DiskMonitor::scanVolumes(bool includeNetwork, bool includeRemovable)
 {
     lastVolumeScan = now();
@@ -72,6 +82,7 @@ void DiskMonitor::scanVolumes(bool includeNetwork, bool includeRemovable)
         volume.total = double(*info.total);
         volume.available = double(info.available.value_or(0));
         volume.availableImportant = std::max(double(info.availableImportant.value_or(0)), volume.available);
+        volume.reserved = double(info.reserved.value_or(0));
         volume.name = info.name && !info.name->isEmpty() ? *info.name : lastComponent(info.mountPoint);
         listed.push_back(std::move(volume));
     }

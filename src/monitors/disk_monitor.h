@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <algorithm>
+
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -13,18 +15,24 @@
 
 namespace pulsebar {
 
+// Percent of a volume in use, as df shows it: used ÷ (used + available) × 100, where used leaves out
+// the blocks the file system keeps in reserve for the system (neither used nor free for the user).
+// 100 exactly when nothing is left for the user; 0 for a volume that reports no size.
+double diskUsedPercent(double total, double available, double reserved);
+
 struct Volume {
     QString url;  // the mount point's absolute path
     QString name; // the file-system label, else the mount point's last component ("/" for the root)
     double total = 0;              // bytes
-    double available = 0;          // bytes free for any use
+    double available = 0;          // bytes free for the user
     double availableImportant = 0; // bytes; never below `available`
     bool isRemovable = false;
     bool isLocal = true;
     bool isRoot = false;
+    double reserved = 0; // bytes kept for the system (root's reserve): neither used nor available
 
-    // (total − available) ÷ total × 100; 0 for a volume that reports no size.
-    double usedPercent() const { return total > 0 ? (total - available) / total * 100.0 : 0.0; }
+    double used() const { return std::max(total - available - reserved, 0.0); } // bytes
+    double usedPercent() const { return diskUsedPercent(total, available, reserved); }
 
     bool operator==(const Volume&) const = default;
 };
@@ -44,6 +52,7 @@ struct VolumeInfo {
     std::optional<uint64_t> total;
     std::optional<uint64_t> available;
     std::optional<uint64_t> availableImportant;
+    std::optional<uint64_t> reserved;
     std::optional<bool> isRemovable;
     std::optional<bool> isEjectable;
     std::optional<bool> isLocal;

@@ -100,13 +100,30 @@ void SensorMonitor::start()
     if (m_started || !m_source)
         return;
     m_started = true;
-    m_discovery = std::thread([this, source = m_source] {
+    std::promise<Discovered> promise;
+    m_discovered = promise.get_future();
+    m_discovery = std::thread([this, source = m_source, promise = std::move(promise)]() mutable {
         auto found = catalogue(source->discover());
-        const int fans = source->fanCount();
-        QMetaObject::invokeMethod(
-            this, [this, found = std::move(found), fans]() mutable { publish(std::move(found), fans); },
-            Qt::QueuedConnection);
+        promise.set_value(Discovered{std::move(found), source->fanCount()});
+        QMetaObject::invokeMethod(this, [this] { publishDiscovered(); }, Qt::QueuedConnection);
     });
+}
+
+void SensorMonitor::publishDiscovered()
+{
+    if (!m_discovered.valid())
+        return; // published already, by awaitDiscovery
+    Discovered discovered = m_discovered.get();
+    publish(std::move(discovered.sensors), discovered.fans);
+}
+
+bool SensorMonitor::awaitDiscovery(int timeoutMs)
+{
+    if (!m_started)
+        discoverNow();
+    else if (m_discovered.valid() && m_discovered.wait_for(std::chrono::milliseconds(timeoutMs)) == std::future_status::ready)
+        publishDiscovered();
+    return isReady;
 }
 
 void SensorMonitor::discoverNow()

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -41,6 +42,8 @@ struct Sensor {
 
 // One fan, identified by index (from 0); speeds in rpm.
 struct Fan {
+    static constexpr double maxRpm = 100000; // beyond any real fan: a higher reading is a broken one
+
     int index = 0;
     double rpm = 0;
     double minimum = 0;
@@ -99,6 +102,9 @@ public:
     void start();
     // The same, on the calling thread; for tools that need the catalogue at once.
     void discoverNow();
+    // Publishes the catalogue now: from the background discovery when it finishes within the time
+    // limit, else (never started) by discovering here. Whether the catalogue is ready.
+    bool awaitDiscovery(int timeoutMs);
     // Refreshes values, peaks, trails and fans; does nothing until discovery has published.
     void sample();
 
@@ -117,10 +123,16 @@ Q_SIGNALS:
     void ready();
 
 private:
+    struct Discovered {
+        std::vector<Sensor> sensors;
+        int fans = 0;
+    };
     void publish(std::vector<Sensor> found, int fans);
+    void publishDiscovered(); // the background result, once
 
     std::shared_ptr<SensorSource> m_source;
     std::thread m_discovery;
+    std::future<Discovered> m_discovered; // the background thread's result until published
     bool m_started = false;
 };
 

@@ -557,6 +557,8 @@ int NetworkQuality::run(int argc, char** argv)
     QTimer::singleShot(0, &measurement, &NetworkQuality::start);
     app.exec();
     std::fflush(stdout);
+    // Replies and probes handed to deleteLater still hold their TLS state; free it before the exit.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return status;
 }
 

@@ -58,11 +58,11 @@ TEST(LiveState, AGPUAndAStartupVolumeAreOnlyKnownWhenListed)
     hub.gpu.gpus.resize(1);
     hub.gpu.gpus[0].utilization = 35;
     hub.disks.volumes = {Volume{"/data", "data", 100e9, 60e9, 60e9, false, true, false},
-                         Volume{"/", "/", 500e9, 20e9, 25e9, false, true, true}};
+                         Volume{"/", "/", 500e9, 20e9, 25e9, false, true, true, 20e9}};
     s = LiveState::from(hub);
     EXPECT_EQ(s.gpuUtilization, 35);
     ASSERT_TRUE(s.startupVolume);
-    EXPECT_EQ(s.startupVolume->usedPercent(), 96.0); // the root volume, with its free space for any use
+    EXPECT_EQ(s.startupVolume->usedPercent(), 460.0 / 480 * 100); // the root volume, its reserve neither used nor free
 }
 
 TEST(LiveState, StartupVolumeUse)
@@ -70,4 +70,6 @@ TEST(LiveState, StartupVolumeUse)
     EXPECT_FALSE((LiveVolume{0, 0}.usedPercent()));
     EXPECT_EQ((LiveVolume{200, 50}.usedPercent()), 75.0);
     EXPECT_EQ((LiveVolume{200, -5}.usedPercent()), 100.0); // a negative free counts as none
+    EXPECT_EQ((LiveVolume{100, 5, 10}.usedPercent()), 85.0 / 90 * 100); // as df: the reserve is left out
+    EXPECT_EQ((LiveVolume{100, 0, 10}.usedPercent()), 100.0);
 }

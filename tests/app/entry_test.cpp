@@ -31,10 +31,10 @@ TEST_F(Entry, VersionAndHelp)
 TEST_F(Entry, DumpWinsOverEveryOtherModeAndTakesTheNextArgumentAsItsFolder)
 {
     const QString out = home.path() + "/dump-out";
-    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path());
+    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), {}, {}, 300000); // a whole dump
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_FALSE(r.out.contains("jsonrpc")); // the server did not run
-    r = runPulsebar({"--agents", "status", "--dump"}, home.path());
+    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), {}, {}, 300000);
     EXPECT_EQ(r.exitCode, 0);
 }
 

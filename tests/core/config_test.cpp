@@ -3,9 +3,13 @@
 #include "../support/test_support.h"
 
 #include <QJsonArray>
+#include <QFile>
 #include <QJsonDocument>
 
 #include <gtest/gtest.h>
+
+#include <cmath>
+#include <sys/stat.h>
 
 using namespace pulsebar;
 
@@ -202,4 +206,29 @@ TEST(AppSettings, ObserversSeeOldAndNewOnceAndNothingForAnIdenticalRecord)
 
     settings.setConfig(c);
     EXPECT_EQ(calls.size(), 1u);
+}
+
+TEST(Config, SamplingPeriodStaysWithinSaneBounds)
+{
+    const std::pair<double, int> cases[] = {
+        {2.0, 2000}, {1.5, 1500}, {0.1, 250}, {0.25, 250}, {86400, 86400000}, {3e9, 86400000},
+        {0, 2000}, {-1, 2000}, {-3e9, 2000}, {std::nan(""), 2000}, {INFINITY, 2000}, {-INFINITY, 2000}};
+    for (const auto& [seconds, ms] : cases) {
+        Config c;
+        c.updateInterval = seconds;
+        EXPECT_EQ(c.samplingPeriodMs(), ms) << seconds;
+    }
+}
+
+// A FIFO at the preferences path would block the app before it starts; a link to /dev/zero would
+// fill memory. Both read as no preferences at all.
+TEST(Preferences, SpecialFilesReadAsEmpty)
+{
+    QTemporaryDir dir;
+    const QString fifo = dir.path() + "/fifo.json";
+    const QString zero = dir.path() + "/zero.json";
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    ASSERT_TRUE(QFile::link("/dev/zero", zero));
+    for (const QString& path : {fifo, zero})
+        EXPECT_TRUE(Preferences(path).all().isEmpty()) << path.toStdString();
 }

@@ -4,6 +4,9 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -15,7 +18,8 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
 {
     QTemporaryDir home;
     const QString out = home.path() + "/render";
-    const RunResult r = runPulsebar({"--dump", out}, home.path());
+    // A dump draws about a hundred panels and runs three real ticks for the live state.
+    const RunResult r = runPulsebar({"--dump", out}, home.path(), {}, {}, 300000);
     ASSERT_TRUE(r.finished);
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_EQ(r.out.trimmed(), QFileInfo(out).absoluteFilePath().toUtf8());
@@ -43,13 +47,40 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
-    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 8);
+
+    // Every panel of every state, the live one included, as a picture in the index and as its texts.
+    for (const QString& state : states + QStringList{"live"}) {
+        const QJsonObject panels = QJsonDocument::fromJson(readFile(out + "/" + state + "/panels.json")).object();
+        for (const char* module : {"combined", "cpu", "gpu", "memory", "disks", "network", "sensors", "battery"}) {
+            const QString name = QString("%1/panel-%2.png").arg(state, module);
+            const QImage image(out + "/" + name);
+            ASSERT_FALSE(image.isNull()) << name.toStdString();
+            EXPECT_EQ(image.width(), 340 * 2) << name.toStdString();
+            EXPECT_TRUE(index.contains(name)) << name.toStdString();
+            EXPECT_EQ(panels[module].toObject()["module"].toString(), module) << state.toStdString();
+        }
+    }
+    const QJsonObject busy = QJsonDocument::fromJson(readFile(out + "/busy/panels.json")).object();
+    EXPECT_EQ(busy["cpu"].toObject()["headline"].toString(), "88%");
+    EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/no-battery/panels.json")).object()["battery"].toObject()["sections"]
+                  .toArray()[0].toObject()["rows"].toArray()[0].toObject()["value"].toString(),
+              "This computer has no battery.");
+    
+    // What a tray shows: a sheet of square icons, two bars, and the labels, a two-line text on one line.
+    EXPECT_EQ(QImage(out + "/busy/tray-icons.png").height(), 11 * 30);
+    EXPECT_EQ(QImage(out + "/busy/tray-bar-dark.png").height(), 32);
+    EXPECT_TRUE(index.contains("busy/tray-bar-light.png"));
+    const QString labels = QString::fromUtf8(readFile(out + "/busy/tray-labels.txt"));
+    EXPECT_TRUE(labels.contains(QString::fromUtf8("network text: \"↑ ")) && labels.contains(QString::fromUtf8(" ↓ ")))
+        << labels.toStdString();
+    EXPECT_TRUE(labels.contains("cpu icon: \"\" guide \"\""));
 }
 
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
-    RunResult r = runPulsebar({"--dump"}, home.path()); // the working folder is the home
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 300000); // the working folder is the home
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));

@@ -3,6 +3,7 @@
 
 #include "hub/hub.h"
 #include "history/history_store.h"
+#include "mcp/mcp_server.h"
 #include "mcp/mcp_tools.h"
 #include "mcp/mcp_values.h"
 #include "mcp/tool_error.h"
@@ -79,6 +80,8 @@ TEST_F(McpTools, NetworkReportsRatesAddressesWifiAndSpeedTests)
     wifi.bsdName = "wlp2s0";
     wifi.displayName = "Wi-Fi";
     wifi.ipv4 = {"192.168.1.20"};
+    wifi.ipv6 = {"2001:db8::20"};
+    wifi.mac = "aa:bb:cc:00:11:22";
     wifi.download = 1536.0 * 1024;
     wifi.upload = 800;
     InterfaceInfo vpn;
@@ -104,9 +107,9 @@ TEST_F(McpTools, NetworkReportsRatesAddressesWifiAndSpeedTests)
         "dns": ["192.168.1.1", "fd00::1"], "vpn_interfaces": ["wg0"], "primary_interface": "wlp2s0",
         "router": "192.168.1.1", "public_ip": "203.0.113.7", "ping_ms": 12.3,
         "interfaces": [
-            {"name": "Wi-Fi", "bsd_name": "wlp2s0", "ipv4": ["192.168.1.20"],
-             "download_per_second": "1.5 MB/s", "upload_per_second": "800 B/s"},
-            {"name": "VPN (wg0)", "bsd_name": "wg0", "ipv4": ["10.0.0.2"],
+            {"name": "Wi-Fi", "bsd_name": "wlp2s0", "ipv4": ["192.168.1.20"], "ipv6": ["2001:db8::20"],
+             "mac": "aa:bb:cc:00:11:22", "download_per_second": "1.5 MB/s", "upload_per_second": "800 B/s"},
+            {"name": "VPN (wg0)", "bsd_name": "wg0", "ipv4": ["10.0.0.2"], "ipv6": [],
              "download_per_second": "0 B/s", "upload_per_second": "0 B/s"}],
         "wifi": {"network": "Home/5G", "signal_dbm": -54, "noise_dbm": -92, "channel": 36, "band": "5 GHz",
                  "tx_rate_mbps": 866.7, "standard": "802.11ac (Wi-Fi 5)", "security": "WPA2 Personal"},
@@ -333,7 +336,7 @@ TEST_F(McpTools, TopProcessesRankByTheChosenResourceWithinTheLimit)
 TEST_F(McpTools, DisksListVolumesWithSizesInBase1000)
 {
     const Volume root{.url = "/", .name = "/", .total = 500e9, .available = 123.4e9, .availableImportant = 130e9,
-                      .isRoot = true};
+                      .isRoot = true, .reserved = 25e9};
     const Volume share{.url = "/mnt/share", .name = "share", .isLocal = false};
     // Less free for important use than plainly free: nothing is purgeable.
     const Volume stick{.url = "/media/USB STICK", .name = "USB STICK", .total = 16e9, .available = 16e9,
@@ -344,11 +347,13 @@ TEST_F(McpTools, DisksListVolumesWithSizesInBase1000)
 
     EXPECT_JSON_EQ(tools->getDisks(), parse(R"json({"volumes": [
         {"name": "/", "path": "/", "startup_disk": true, "removable": false, "network": false,
-         "total": "500 GB", "used": "377 GB", "free": "123 GB", "used_percent": 75.3, "purgeable": "6.6 GB"},
+         "total": "500 GB", "used": "352 GB", "free": "123 GB", "reserved": "25.0 GB", "used_percent": 74,
+         "purgeable": "6.6 GB"},
         {"name": "share", "path": "/mnt/share", "startup_disk": false, "removable": false, "network": true,
-         "total": "0 B", "used": "0 B", "free": "0 B", "used_percent": 0, "purgeable": "0 B"},
+         "total": "0 B", "used": "0 B", "free": "0 B", "reserved": "0 B", "used_percent": 0, "purgeable": "0 B"},
         {"name": "USB STICK", "path": "/media/USB STICK", "startup_disk": false, "removable": true, "network": false,
-         "total": "16.0 GB", "used": "0 B", "free": "16.0 GB", "used_percent": 0, "purgeable": "0 B"}],
+         "total": "16.0 GB", "used": "0 B", "free": "16.0 GB", "reserved": "0 B", "used_percent": 0,
+         "purgeable": "0 B"}],
         "read_per_second": "5.0 MB/s", "write_per_second": "512 B/s"})json"));
 
     hub->disks.volumes.clear();
@@ -373,12 +378,13 @@ TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
     memory.pressure = 41.66;
     memory.pressureLevel = MemoryPressureLevel::warning;
     memory.swapUsed = 300 * 1024 * 1024;
+    memory.swapTotal = 2.0 * 1024 * 1024 * 1024;
     GPU gpu;
     gpu.name = "GPU";
     gpu.utilization = 33.33;
     hub->gpu.gpus = {gpu};
     const Volume root{.url = "/", .name = "/", .total = 1e12, .available = 250e9, .availableImportant = 250e9,
-                      .isRoot = true};
+                      .isRoot = true, .reserved = 50e9};
     hub->disks.volumes = {root};
 
     const QJsonObject overview = tools->getOverview();
@@ -389,10 +395,11 @@ TEST_F(McpTools, OverviewSummarisesCpuMemoryGpuAndTheStartupDisk)
     EXPECT_JSON_EQ(overview["cpu"].toObject(), parse(R"json({"total_percent": 17.9, "user_percent": 12.3,
         "system_percent": 5.5, "load_average": [1.2, 0.5, 0]})json"));
     EXPECT_JSON_EQ(overview["memory"].toObject(), parse(R"json({"used_percent": 50, "used": "8.0 GB",
-        "total": "16.0 GB", "pressure_percent": 41.7, "pressure": "warning", "swap_used": "300 MB"})json"));
+        "total": "16.0 GB", "pressure_percent": 41.7, "pressure": "warning", "swap_used": "300 MB",
+        "swap_total": "2.0 GB"})json"));
     EXPECT_JSON_EQ(overview["gpu"].toObject(), parse(R"json({"utilization_percent": 33.3})json"));
     EXPECT_JSON_EQ(overview["startup_disk"].toObject(),
-                   parse(R"json({"used_percent": 75, "free": "250 GB", "total": "1.0 TB"})json"));
+                   parse(R"json({"used_percent": 73.7, "free": "250 GB", "total": "1.0 TB"})json"));
 
     memory.pressureLevel = MemoryPressureLevel::normal;
     EXPECT_EQ(tools->getOverview().value("memory")["pressure"].toString(), "normal");
@@ -471,4 +478,25 @@ TEST_F(McpTools, HistorySummarisesAndBucketsWhatTheTrayAppRecorded)
     EXPECT_EQ(error({{"metric", QJsonArray{"cpu_user"}}}), metricError);
     EXPECT_EQ(error({{"metric", "cpu_user"}, {"range", "1H"}}), "range must be 1h, 24h, 7d or 30d.");
     EXPECT_EQ(error({{"metric", "cpu_user"}, {"range", 24}}), QString()); // not a string: the default
+}
+
+// A response that cannot be built or sent (here: the first write fails) still answers the request,
+// with an internal error, and the server goes on.
+TEST_F(McpTools, ARequestWhoseResponseFailsGetsAnInternalError)
+{
+    std::vector<QJsonObject> sent;
+    bool failNext = true;
+    MCPServer server(*hub, [&](const QByteArray& line) {
+        if (std::exchange(failNext, false))
+            throw std::bad_alloc();
+        sent.push_back(QJsonDocument::fromJson(line).object());
+    });
+    server.handle(R"({"jsonrpc":"2.0","id":7,"method":"ping"})");
+    server.handle(R"({"jsonrpc":"2.0","method":"notifications/initialized"})");
+    server.handle(R"({"jsonrpc":"2.0","id":8,"method":"ping"})");
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0]["id"].toInt(), 7);
+    EXPECT_EQ(sent[0]["error"].toObject()["code"].toInt(), -32603);
+    EXPECT_EQ(sent[1]["id"].toInt(), 8);
+    EXPECT_TRUE(sent[1]["result"].isObject());
 }

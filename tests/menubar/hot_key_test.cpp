@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QKeyEvent>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -67,6 +68,12 @@ public:
         return !taken.count(key.keyCode);
     }
     void ungrab(int id) override { ungrabs.push_back(id); }
+    ~FakeBackend() override
+    {
+        if (destroyed)
+            *destroyed = true;
+    }
+    bool* destroyed = nullptr;
 };
 
 } // namespace
@@ -126,4 +133,30 @@ TEST(HotKeyCenter, WithoutAKeyGrabbingDesktopEveryKeyFails)
     center.setHotKeys({{"settings", {'s', controlKey, "Ctrl+S"}}});
     center.registerAll();
     EXPECT_EQ(center.failed, (std::set<QString>{"settings"}));
+}
+
+// The display connection closes with the application; grabs and the backend that holds the
+// connection are let go before that, when the application is about to quit.
+TEST(HotKeyCenter, ShutDownReleasesTheGrabsAndTheBackendBeforeQuitting)
+{
+    auto owned = std::make_unique<FakeBackend>();
+    FakeBackend& backend = *owned;
+    bool destroyed = false;
+    backend.destroyed = &destroyed;
+    HotKeyCenter center(std::move(owned));
+    center.setHotKeys({{"settings", {'s', controlKey, "Ctrl+S"}}});
+    center.registerAll();
+    center.shutDown();
+    ASSERT_TRUE(destroyed);
+    center.registerAll(); // no backend left to grab with
+    EXPECT_EQ(center.failed, (std::set<QString>{"settings"}));
+
+    // The shared centre shuts down when the event loop quits.
+    HotKeyCenter& shared = HotKeyCenter::shared();
+    shared.setHotKeys({{"settings", {'s', controlKey, "Ctrl+S"}}});
+    shared.registerAll();
+    ASSERT_FALSE(shared.failed.empty()); // the offscreen platform grabs nothing
+    QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+    QCoreApplication::exec();
+    EXPECT_TRUE(shared.failed.empty());
 }

@@ -9,3 +9,11 @@ add_test(NAME MenuBar.TrayHostUnderXvfb
 set_tests_properties(MenuBar.TrayHostUnderXvfb PROPERTIES
   TIMEOUT 120
   ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;ASAN_OPTIONS=detect_leaks=1")
+
+# The StatusNotifierItem tests run the built pulsebar against real hosts (status-notifier-watcher and
+# gtk-sni-tray) on a private session bus and X server.
+add_test(NAME MenuBar.StatusNotifierHostUnderXvfb
+         COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/menubar/run_with_sni_host.sh $<TARGET_FILE:test_menubar>)
+set_tests_properties(MenuBar.StatusNotifierHostUnderXvfb PROPERTIES
+  TIMEOUT 180
+  ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;ASAN_OPTIONS=detect_leaks=1")

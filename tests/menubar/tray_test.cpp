@@ -18,6 +18,7 @@
 #include <xcb/xcb_keysyms.h>
 #include <xcb/xtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -60,7 +61,20 @@ public:
 
     // Windows of this process that a tray host has taken in: they have our pid and a parent that is
     // not the root window (there is no window manager on this server to reparent anything else).
-    int embeddedWindowsOfThisProcess() { return count(root, false); }
+    int embeddedWindowsOfThisProcess() { return int(embedded().size()); }
+
+    // Those windows in the order they were made (X hands out window ids in increasing order), each
+    // with its left edge on the screen.
+    std::vector<int> embeddedLeftEdgesInWindowOrder()
+    {
+        std::vector<int> out;
+        for (xcb_window_t w : embedded()) {
+            auto* at = xcb_translate_coordinates_reply(c, xcb_translate_coordinates(c, w, root, 0, 0), nullptr);
+            out.push_back(at ? at->dst_x : -1);
+            std::free(at);
+        }
+        return out;
+    }
 
     uint8_t keycode(uint32_t keysym)
     {
@@ -93,21 +107,27 @@ public:
     xcb_window_t root;
 
 private:
-    int count(xcb_window_t w, bool belowAnotherClient)
+    std::vector<xcb_window_t> embedded()
+    {
+        std::vector<xcb_window_t> out;
+        collect(root, false, out);
+        std::sort(out.begin(), out.end());
+        return out;
+    }
+
+    void collect(xcb_window_t w, bool belowAnotherClient, std::vector<xcb_window_t>& out)
     {
         auto* tree = xcb_query_tree_reply(c, xcb_query_tree(c, w), nullptr);
         if (!tree)
-            return 0;
-        int n = 0;
+            return;
         const xcb_window_t* children = xcb_query_tree_children(tree);
         for (int i = 0; i < xcb_query_tree_children_length(tree); ++i) {
             const bool ours = pid(children[i]) == uint32_t(::getpid());
             if (ours && belowAnotherClient)
-                ++n;
-            n += count(children[i], belowAnotherClient || (w != root && !ours) || (w == root && !ours));
+                out.push_back(children[i]);
+            collect(children[i], belowAnotherClient || !ours, out);
         }
         std::free(tree);
-        return n;
     }
 };
 
@@ -116,7 +136,7 @@ ModuleConfig on(ModuleKind kind, DisplayStyle style = DisplayStyle::text)
     return {kind, true, style};
 }
 
-class TrayHost : public ::testing::Test {
+class TrayHostXEmbed : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -132,7 +152,7 @@ protected:
 
 } // namespace
 
-TEST_F(TrayHost, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
+TEST_F(TrayHostXEmbed, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
 {
     XClient x;
     Config config;
@@ -146,14 +166,22 @@ TEST_F(TrayHost, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
     ASSERT_EQ(items.entries().size(), 3u);
     EXPECT_EQ(items.entries()[0].kind, ModuleKind::cpu);
     EXPECT_EQ(items.entries()[2].kind, ModuleKind::disks);
-    EXPECT_EQ(items.entries()[0].item->objectName(), "Pulsebar.cpu");
-    EXPECT_TRUE(items.entries()[0].item->toolTip().startsWith("CPU "));
-    EXPECT_FALSE(items.entries()[0].item->icon().isNull());
+    ASSERT_NE(items.host(), nullptr);
+    EXPECT_FALSE(items.host()->exportsMenu()); // no watcher on this desktop: the XEmbed tray
+    EXPECT_EQ(items.entries()[0].content.id, "pulsebar-cpu");
+    EXPECT_TRUE(items.entries()[0].content.toolTipText.endsWith("%"));
+    EXPECT_EQ(items.entries()[0].face.icon, TrayFace::Icon::value); // no labels here: the value is in the icon
     EXPECT_TRUE(test::waitUntil([&] { return x.embeddedWindowsOfThisProcess() == 3; }, 10000))
         << x.embeddedWindowsOfThisProcess();
+    // trayer puts each icon it takes in at the start of its row, so the items are shown last one first:
+    // in the order their windows were made, they sit right to left, and the row reads in module order.
+    EXPECT_TRUE(test::waitUntil([&] {
+        const std::vector<int> left = x.embeddedLeftEdgesInWindowOrder();
+        return std::is_sorted(left.rbegin(), left.rend()) && std::adjacent_find(left.begin(), left.end()) == left.end();
+    }, 10000));
 
     // A change that keeps the module list redraws the same items.
-    const QSystemTrayIcon* first = items.entries()[0].item.get();
+    const TrayItem* first = items.entries()[0].item.get();
     config.monochrome = true;
     settings.setConfig(config);
     EXPECT_EQ(items.entries()[0].item.get(), first);
@@ -175,7 +203,7 @@ TEST_F(TrayHost, ItemsAppearInTheTrayAndAConfigurationChangeRebuildsThem)
     delegate.applicationWillTerminate();
 }
 
-TEST_F(TrayHost, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
+TEST_F(TrayHostXEmbed, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
 {
     Config config;
     config.modules = {on(ModuleKind::battery), on(ModuleKind::cpu)};
@@ -193,7 +221,8 @@ TEST_F(TrayHost, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
     readings.batteryPercent = 55;
     items.rebuild();
     ASSERT_EQ(items.entries().size(), 2u);
-    EXPECT_EQ(items.entries()[0].item->toolTip(), "Battery 55%");
+    EXPECT_EQ(items.entries()[0].content.toolTipText, "55%");
+    EXPECT_EQ(items.entries()[0].content.title, "Pulsebar Battery");
 
     items.toggleDropdown(ModuleKind::cpu);
     EXPECT_EQ(items.openDropdown(), ModuleKind::cpu);
@@ -216,6 +245,7 @@ TEST_F(TrayHost, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
     for (QAction* action : menu.actions().first()->menu()->actions())
         durations << (action->isSeparator() ? "-" : action->text());
     EXPECT_EQ(durations, (QStringList{"30 minutes", "1 hour", "2 hours", "Until turned off", "-", "Turn Off"}));
+    EXPECT_FALSE(menu.actions().first()->menu()->actions().last()->isEnabled()); // nothing to turn off
 }
 
 TEST(TrayX11HotKeys, AGrabbedCombinationFiresItsActionAndATakenOneFails)

@@ -6,7 +6,11 @@
 
 #include <QTemporaryDir>
 
+#include <atomic>
+#include <future>
 #include <map>
+#include <mutex>
+#include <thread>
 
 using namespace pulsebar;
 using test::FakeClock;
@@ -16,27 +20,44 @@ namespace {
 
 constexpr double GB = 1e9;
 
-// statvfs stand-in: the capacities of the fixture's mount points, and a log of what was asked.
+// statvfs stand-in: the capacities of the fixture's mount points, and a log of what was asked. Network
+// volumes are asked from a thread of their own, which may outlive the test: it shares the state.
 struct FakeCapacities {
-    std::map<std::string, VolumeCapacity> byMountPoint{
-        {"/", {uint64_t(100 * GB), uint64_t(40 * GB)}},
-        {"/home", {uint64_t(500 * GB), uint64_t(100 * GB)}},
-        {"/media/user/STICK", {uint64_t(16 * GB), uint64_t(8 * GB)}},
-        {"/media/user/Passport", {uint64_t(2000 * GB), uint64_t(1000 * GB)}},
-        {"/mnt/share", {uint64_t(1000 * GB), uint64_t(500 * GB)}},
-        {"/snap/recovery", {uint64_t(1 * GB), 0}},
-        {"/mnt/Backup", {uint64_t(1000 * GB), uint64_t(10 * GB)}},
-        {"/mnt/empty", {0, 0}},
-        {"/mnt/Archive Disk", {uint64_t(300 * GB), uint64_t(30 * GB)}},
+    struct State {
+        std::map<std::string, VolumeCapacity> byMountPoint{
+            {"/", {uint64_t(100 * GB), uint64_t(40 * GB), uint64_t(10 * GB)}},
+            {"/home", {uint64_t(500 * GB), uint64_t(100 * GB)}},
+            {"/media/user/STICK", {uint64_t(16 * GB), uint64_t(8 * GB)}},
+            {"/media/user/Passport", {uint64_t(2000 * GB), uint64_t(1000 * GB)}},
+            {"/mnt/share", {uint64_t(1000 * GB), uint64_t(500 * GB)}},
+            {"/snap/recovery", {uint64_t(1 * GB), 0}},
+            {"/mnt/Backup", {uint64_t(1000 * GB), uint64_t(10 * GB)}},
+            {"/mnt/empty", {0, 0}},
+            {"/mnt/Archive Disk", {uint64_t(300 * GB), uint64_t(30 * GB)}},
+        };
+        std::vector<std::string> asked;
+        std::mutex mutex;
     };
-    std::vector<std::string> asked;
+    std::shared_ptr<State> state = std::make_shared<State>();
 
-    LinuxDiskReader::CapacityProbe probe()
+    bool wasAsked(const std::string& mountPoint) const
     {
-        return [this](const std::string& mountPoint, bool) -> std::optional<VolumeCapacity> {
-            asked.push_back(mountPoint);
-            const auto found = byMountPoint.find(mountPoint);
-            return found == byMountPoint.end() ? std::nullopt : std::optional(found->second);
+        const std::lock_guard lock(state->mutex);
+        return std::find(state->asked.begin(), state->asked.end(), mountPoint) != state->asked.end();
+    }
+    void forgetAsked() const
+    {
+        const std::lock_guard lock(state->mutex);
+        state->asked.clear();
+    }
+
+    LinuxDiskReader::CapacityProbe probe() const
+    {
+        return [state = state](const std::string& mountPoint, bool) -> std::optional<VolumeCapacity> {
+            const std::lock_guard lock(state->mutex);
+            state->asked.push_back(mountPoint);
+            const auto found = state->byMountPoint.find(mountPoint);
+            return found == state->byMountPoint.end() ? std::nullopt : std::optional(found->second);
         };
     }
 };
@@ -47,6 +68,19 @@ QStringList names(const std::vector<Volume>& volumes)
     for (const auto& v : volumes)
         out << v.name;
     return out;
+}
+
+// Scans until the named volume is listed, or gives up after five seconds: a network volume's figures
+// come from a check on a thread of its own, so the scan that starts it lists it without them.
+bool scanUntilListed(DiskMonitor& disks, bool includeNetwork, bool includeRemovable, const QString& name)
+{
+    for (int i = 0; i < 500; ++i) {
+        disks.scanVolumes(includeNetwork, includeRemovable);
+        if (names(disks.volumes).contains(name))
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
 }
 
 } // namespace
@@ -95,7 +129,7 @@ TEST(DiskMonitor, VolumeListingRules)
     DiskMonitor disks(std::make_unique<LinuxDiskReader>(root.sysfs(), capacities.probe()), clock.function());
     EXPECT_FALSE(disks.startupVolume());
 
-    disks.scanVolumes(true, true);
+    ASSERT_TRUE(scanUntilListed(disks, true, true, "share"));
     EXPECT_EQ(disks.lastVolumeScan, clock.time);
     // Root first, then by name with upper case before lower case. Hidden: proc, sysfs, tmpfs,
     // cgroup2, overlay and squashfs mounts; the bind mount of the root's disk; the file mounted over
@@ -108,6 +142,8 @@ TEST(DiskMonitor, VolumeListingRules)
     EXPECT_TRUE(startup->isRoot); // read-only, but it is the root
     EXPECT_EQ(startup->total, 100 * GB);
     EXPECT_EQ(startup->available, 40 * GB);
+    EXPECT_EQ(startup->reserved, 10 * GB);
+    EXPECT_EQ(startup->used(), 50 * GB);
     EXPECT_EQ(startup->availableImportant, 40 * GB);
 
     const auto volume = [&](const QString& name) {
@@ -123,16 +159,16 @@ TEST(DiskMonitor, VolumeListingRules)
     EXPECT_EQ(volume("Home Space").url, "/home");
     EXPECT_FALSE(volume("share").isLocal);
     EXPECT_EQ(volume("Archive Disk").url, "/mnt/Archive Disk");
-    EXPECT_TRUE(std::find(capacities.asked.begin(), capacities.asked.end(), "/etc/hosts") == capacities.asked.end());
+    EXPECT_FALSE(capacities.wasAsked("/etc/hosts"));
 
     disks.scanVolumes(false, true);
     EXPECT_EQ(names(disks.volumes), (QStringList{"/", "Archive Disk", "Backup", "Home Space", "Passport", "STICK"}));
-    capacities.asked.clear();
+    capacities.forgetAsked();
     disks.scanVolumes(false, false);
     EXPECT_EQ(names(disks.volumes), (QStringList{"/", "Archive Disk", "Backup", "Home Space"}));
     // A network server that is not listed is never asked for its capacity.
-    EXPECT_TRUE(std::find(capacities.asked.begin(), capacities.asked.end(), "/mnt/share") == capacities.asked.end());
-    disks.scanVolumes(true, false);
+    EXPECT_FALSE(capacities.wasAsked("/mnt/share"));
+    ASSERT_TRUE(scanUntilListed(disks, true, false, "share"));
     EXPECT_EQ(names(disks.volumes), (QStringList{"/", "Archive Disk", "Backup", "Home Space", "share"}));
 
     // A torn mountinfo keeps what it can read and never crashes.
@@ -143,6 +179,57 @@ TEST(DiskMonitor, VolumeListingRules)
     disks.scanVolumes(true, true);
     EXPECT_TRUE(disks.volumes.empty());
     EXPECT_FALSE(disks.startupVolume());
+}
+
+// A network server that stops answering holds one check at a time, and no scan waits for it.
+TEST(DiskMonitor, AHungNetworkVolumeNeverStallsAScan)
+{
+    // Shared with the checking thread, which may outlive a failed test.
+    struct Server {
+        std::promise<void> answer;
+        std::shared_future<void> answered = answer.get_future().share();
+        std::atomic<int> checks = 0;
+    };
+    const auto server = std::make_shared<Server>();
+    const auto probe = [server](const std::string& mountPoint, bool network) -> std::optional<VolumeCapacity> {
+        if (!network)
+            return VolumeCapacity{uint64_t(10 * GB), uint64_t(5 * GB)};
+        ++server->checks;
+        server->answered.wait_for(std::chrono::seconds(5));
+        return mountPoint == "/mnt/share" ? std::optional(VolumeCapacity{uint64_t(8 * GB), uint64_t(2 * GB)}) : std::nullopt;
+    };
+    SnapshotRoot root("sys-basic-1");
+    DiskMonitor disks(std::make_unique<LinuxDiskReader>(root.sysfs(), probe));
+    disks.scanVolumes(true, true);
+    ASSERT_TRUE(test::waitUntil([&] { return server->checks == 1; }, 5000));
+    const auto started = std::chrono::steady_clock::now();
+    for (int scan = 0; scan < 3; ++scan)
+        disks.scanVolumes(true, true);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
+    EXPECT_EQ(server->checks, 1);
+    EXPECT_FALSE(names(disks.volumes).contains("share")); // no figures yet
+    server->answer.set_value();
+    ASSERT_TRUE(scanUntilListed(disks, true, true, "share"));
+    // Later scans show the last figures while the next check runs.
+    disks.scanVolumes(true, true);
+    EXPECT_TRUE(names(disks.volumes).contains("share"));
+}
+
+TEST(DiskMonitor, UsedPercentFollowsDf)
+{
+    struct Case {
+        double total, available, reserved, percent;
+    };
+    for (const Case& c : std::vector<Case>{{100, 40, 10, 50.0 / 90 * 100},
+                                           {100, 40, 0, 60},
+                                           {100, 0, 5, 100},   // the user's part is full
+                                           {100, 0, 100, 100}, // all of it reserved
+                                           {100, 100, 0, 0},
+                                           {0, 0, 0, 0},
+                                           {-5, 3, 0, 0}}) {
+        EXPECT_DOUBLE_EQ(diskUsedPercent(c.total, c.available, c.reserved), c.percent)
+            << c.total << " " << c.available << " " << c.reserved;
+    }
 }
 
 TEST(DiskMonitor, WithoutARootTheFirstVolumeIsTheStartupVolume)
@@ -191,7 +278,7 @@ TEST(Hub, SamplesTheMonitorsAndRescansVolumesAtMostEveryTenSeconds)
     hub.tick();
     EXPECT_EQ(hub.cpu.previous.size(), 4u);
     EXPECT_EQ(hub.memory.total, 16000000.0 * 1024);
-    EXPECT_EQ(hub.processes.processes.size(), 5u);
+    EXPECT_EQ(hub.processes.processes.size(), 6u);
     EXPECT_EQ(hub.gpu.gpus.size(), 4u);
     EXPECT_EQ(hub.disks.lastSample, 5000);
     EXPECT_EQ(hub.disks.lastVolumeScan, 5000);

@@ -30,6 +30,14 @@ TEST(ProcParse, SmallFilesFailSoftly)
     EXPECT_FALSE(ProcParse::bootTime("btime -5\n"));
     EXPECT_FALSE(ProcParse::memory("MemTotal: 100 kB\n", std::nullopt)); // no MemAvailable
     EXPECT_FALSE(ProcParse::memory("MemTotal: 0 kB\nMemAvailable: 0 kB\n", std::nullopt));
+    // Parts larger than the whole are a broken reading.
+    for (const char* broken : {"MemTotal: 100 kB\nMemAvailable: 1500 kB\n",
+                               "MemTotal: 100 kB\nMemAvailable: 50 kB\nSUnreclaim: 60 kB\nPageTables: 60 kB\n",
+                               "MemTotal: 99999999999999999999 kB\nMemAvailable: 5 kB\n",
+                               "MemTotal: 18446744073709551615 kB\nMemAvailable: 5 kB\n"})
+        EXPECT_FALSE(ProcParse::memory(broken, std::nullopt)) << broken;
+    const std::string hugeModel = "model name\t: " + std::string(100000, 'A') + "\n";
+    EXPECT_EQ(ProcParse::cpuBrand(hugeModel)->size(), SysText::maxNameLength);
     const auto memory = ProcParse::memory("MemTotal: 100 kB\nMemAvailable: 50 kB\n", std::string_view("pswpin 5\n"));
     ASSERT_TRUE(memory);
     EXPECT_FALSE(memory->pageIns); // half of a pair is no pair

@@ -5,6 +5,7 @@
 #include "snapshot_root.h"
 
 #include <csignal>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,8 +40,8 @@ TEST(ProcessMonitor, RatesNeedTwoSamplesAndAFourThreadProcessShowsAbout400)
     ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
     ASSERT_GT(monitor.ticksToNanos, 0);
     monitor.sample();
-    // pid 500 belongs to another user (its io file cannot be read): not listed.
-    EXPECT_EQ(pids(monitor.processes), (std::vector<int32_t>{1, 100, 300, 400, 600}));
+    // pid 500 belongs to another user (its io file cannot be read): listed all the same.
+    EXPECT_EQ(pids(monitor.processes), (std::vector<int32_t>{1, 100, 300, 400, 500, 600}));
     for (const auto& p : monitor.processes)
         EXPECT_EQ(p.cpu + p.diskTotal(), 0);
     const long page = ::sysconf(_SC_PAGESIZE);
@@ -121,6 +122,41 @@ TEST(ProcessMonitor, ListingFailuresAndVanishingProcessesKeepTheLastList)
     EXPECT_EQ(monitor.processes[0].memory, 0); // a negative resident set reads as 0
 }
 
+// stat's resident set lags the exact figure that ps and statm show; the reader corrects it by statm
+// and keeps following stat between its exact readings. A process without io shows no disk activity.
+TEST(ProcessMonitor, ResidentSetsAreExactAndProcessesWithoutIoAreListed)
+{
+    SnapshotRoot root("sys-basic-1");
+    root.useScratch();
+    const auto stat = [&](int pid, int rssPages, int ticks) {
+        test::writeFile(root.scratch(QString("proc/%1/stat").arg(pid)),
+                        QString("%1 (p) S 1 1 1 0 -1 0 0 0 0 0 %2 0 0 0 20 0 1 0 1 1 %3 18446744073709551615 1 1\n").arg(pid).arg(ticks).arg(rssPages).toUtf8());
+    };
+    const auto statm = [&](int pid, int rssPages) {
+        test::writeFile(root.scratch(QString("proc/%1/statm").arg(pid)), QString("9000 %1 50 1 0 80 0\n").arg(rssPages).toUtf8());
+    };
+    stat(10, 1000, 0);
+    statm(10, 1010);
+    test::writeFile(root.scratch("proc/10/io"), "read_bytes: 0\nwrite_bytes: 0\n");
+    stat(20, 100, 0); // another user's: no io
+    FakeClock clock;
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(root.sysfs()), clock.function());
+    const double page = double(::sysconf(_SC_PAGESIZE));
+    for (int step = 0; step < int(LinuxProcessReader::residentRefreshSamples) + 1; ++step) {
+        stat(10, 1000 + 100 * step, step);
+        statm(10, 1010 + 100 * step);
+        stat(20, 100, 100 * step);
+        monitor.sample();
+        clock.time += 1;
+        ASSERT_EQ(pids(monitor.processes), (std::vector<int32_t>{10, 20}));
+        EXPECT_EQ(find(monitor, 10)->memory, (1010 + 100 * step) * page) << step;
+        EXPECT_EQ(find(monitor, 20)->memory, 100 * page);
+        EXPECT_EQ(find(monitor, 20)->diskTotal(), 0);
+        if (step > 0)
+            EXPECT_GT(find(monitor, 20)->cpu, 0);
+    }
+}
+
 TEST(ProcessMonitor, TopSortsDescendingAndKeepsListingOrderForTies)
 {
     SnapshotRoot root("sys-basic-1");
@@ -182,4 +218,22 @@ TEST(ProcessActions, ForceTerminateKillsAChildProcess)
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), SIGKILL);
     EXPECT_FALSE(ProcessActions::forceTerminate(0)); // never the whole process group
+}
+
+// The descriptor limit is raised once for the process; a limit lowered since (by the app's user or a
+// library) is not overridden by the next reader.
+TEST(ProcessMonitor, TheDescriptorLimitIsRaisedOnlyOnce)
+{
+    LinuxProcessReader first(RootedFileReader("/"));
+    struct rlimit limit {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const struct rlimit before = limit;
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 512);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    LinuxProcessReader second(RootedFileReader("/"));
+    EXPECT_TRUE(ProcessActions::location(int32_t(::getpid())));
+    struct rlimit after {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &after), 0);
+    EXPECT_EQ(after.rlim_cur, limit.rlim_cur);
+    ::setrlimit(RLIMIT_NOFILE, &before);
 }

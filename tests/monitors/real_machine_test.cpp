@@ -67,6 +67,21 @@ TEST(RealMachine, MonitorsAgreeWithNprocMeminfoAndDf)
     EXPECT_TRUE(startup->isRoot);
     EXPECT_EQ(startup->url, "/");
     EXPECT_EQ(startup->total, rootTotal);
+    // Used percent as df works it out, leaving the root reserve aside (df rounds up; other builds may
+    // write in between, hence the margin).
+    const QStringList usage = run("df", {"-B1", "--output=used,avail", "/"}).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(usage.size(), 2);
+    const QStringList figures = usage.at(1).split(' ', Qt::SkipEmptyParts);
+    const double used = figures.at(0).toDouble(), avail = figures.at(1).toDouble();
+    EXPECT_NEAR(startup->usedPercent(), used / (used + avail) * 100, 1.0);
+
+    // PID 1 is listed whoever owns it, with its resident memory as ps shows it.
+    const auto init = std::find_if(hub.processes.processes.begin(), hub.processes.processes.end(),
+                                   [](const ProcessSample& p) { return p.pid == 1; });
+    ASSERT_NE(init, hub.processes.processes.end());
+    const double psResident = run("ps", {"-o", "rss=", "-p", "1"}).trimmed().toDouble() * 1024;
+    ASSERT_GT(psResident, 0);
+    EXPECT_NEAR(init->memory, psResident, psResident * 0.01);
 
     // This test's own process is in the list, under its own name.
     const auto self = std::find_if(hub.processes.processes.begin(), hub.processes.processes.end(),

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using namespace pulsebar;
 
 TEST(SysText, NumbersMustBeTheWholeTrimmedText)
@@ -55,4 +58,44 @@ TEST(RootedFileReader, ReadsBelowItsRootAndFailsSoftly)
 
     test::ScopedEnv root("PULSEBAR_SYSROOT", dir.path());
     EXPECT_EQ(RootedFileReader::fromEnvironment().readInt("sys/class/x/value"), 123);
+}
+
+// A special file planted where a file belongs reads as missing, at once: a FIFO would block a read
+// forever and /dev/zero would never end.
+TEST(RootedFileReader, OnlyRegularFilesAreRead)
+{
+    QTemporaryDir dir;
+    const std::string root = dir.path().toStdString();
+    ASSERT_EQ(::mkfifo((root + "/fifo").c_str(), 0600), 0);
+    ASSERT_EQ(::symlink("/dev/zero", (root + "/zero").c_str()), 0);
+    ASSERT_EQ(::mkdir((root + "/folder").c_str(), 0700), 0);
+    const RootedFileReader fs(root);
+    for (const char* name : {"fifo", "zero", "folder"}) {
+        SCOPED_TRACE(name);
+        EXPECT_FALSE(fs.readText(name));
+        EXPECT_FALSE(fs.readInt(name));
+        EXPECT_FALSE(fs.open(name).isOpen());
+        std::string text;
+        RootedFileReader::RepeatedFile repeated(fs, name);
+        EXPECT_FALSE(repeated.readText(text));
+        EXPECT_FALSE(fs.writeText(name, "1"));
+    }
+}
+
+// The kernel hands a proc file made of many records over a page or so per read; the text must still
+// arrive whole. The process's own memory map is such a file, many pages long in a test binary.
+TEST(RootedFileReader, ProcFilesLongerThanAPageAreReadWhole)
+{
+    const RootedFileReader fs("/");
+    std::string held;
+    ASSERT_TRUE(fs.open("proc/self/maps").readText(held));
+    std::string repeated;
+    RootedFileReader::RepeatedFile file(fs, "proc/self/maps");
+    ASSERT_TRUE(file.readText(repeated));
+    std::vector<char> buffer(1 << 20);
+    const long n = fs.readInto("proc/self/maps", buffer.data(), buffer.size());
+    for (const std::string& text : {held, repeated, *fs.readText("proc/self/maps"), std::string(buffer.data(), std::size_t(std::max(n, 0L)))}) {
+        EXPECT_GT(text.size(), 3 * 4096u);
+        EXPECT_EQ(text.back(), '\n');
+    }
 }

@@ -129,6 +129,30 @@ TEST(HwmonSensors, ValuesPeaksTrailsAndFailedReadsAcrossSamples)
     EXPECT_EQ(monitor.fans[1].rpm, 2400);
 }
 
+// A reading no fan can give is a failed read: the fan keeps its last speed; a bogus limit is no limit.
+// A label of any length is cut to a name's length.
+TEST(HwmonSensors, ReadingsOutsidePhysicalBoundsAreFailedReads)
+{
+    QTemporaryDir dir;
+    const QString root = copyTree(test::fixture("sensors/hwmon-desktop"), dir.path());
+    const QString fan = root + "/sys/class/hwmon/hwmon3/fan1_";
+    test::writeFile(root + "/sys/class/hwmon/hwmon2/temp2_label", QByteArray(100000, 'x'));
+    SensorMonitor monitor(hwmon(root));
+    monitor.discoverNow();
+    EXPECT_EQ(monitor.sensor("coretemp/temp2")->name.size(), SysText::maxNameLength);
+    monitor.sample();
+    ASSERT_EQ(monitor.fans[0].rpm, 1200);
+    for (const char* bad : {"-1\n", "99999999999999999999\n", "250000\n"}) {
+        test::writeFile(fan + "input", bad);
+        monitor.sample();
+        EXPECT_EQ(monitor.fans[0].rpm, 1200) << bad;
+    }
+    test::writeFile(fan + "input", "1500\n");
+    test::writeFile(fan + "min", "-5\n");
+    monitor.sample();
+    EXPECT_EQ(monitor.fans[0], (Fan{0, 1500, 0, 3300}));
+}
+
 TEST(HwmonSensors, ThermalZonesStandInWithoutHwmonTemperatures)
 {
     SensorMonitor monitor(hwmon(test::fixture("sensors/thermal-only")));
@@ -203,6 +227,22 @@ TEST(SensorMonitor, DiscoveryRunsInTheBackgroundAndPublishesOnTheMainThread)
     early->start();
     early.reset();
     test::waitUntil([] { return false; }, 50);
+}
+
+// A tool that needs the catalogue takes the background result as soon as it exists, without turning
+// the event loop; the hand-off queued for the main thread then publishes nothing a second time.
+TEST(SensorMonitor, AwaitingDiscoveryTakesTheBackgroundResultOnce)
+{
+    SensorMonitor monitor(hwmon(test::fixture("sensors/hwmon-desktop")));
+    QSignalSpy ready(&monitor, &SensorMonitor::ready);
+    monitor.start();
+    ASSERT_TRUE(monitor.awaitDiscovery(10000));
+    EXPECT_EQ(monitor.sensors.size(), 14u);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ready.count(), 1);
+
+    SensorMonitor never(hwmon(test::fixture("sensors/hwmon-desktop")));
+    EXPECT_TRUE(never.awaitDiscovery(0)); // not started: discovered on the spot
 }
 
 TEST(SensorMonitor, AMachineWithoutSensorsReportsNone)

@@ -50,7 +50,7 @@ std::vector<std::string> numericOrder(std::vector<std::string> names, std::strin
 
 QString text(const std::optional<std::string>& line)
 {
-    return line ? QString::fromStdString(*line) : QString();
+    return line ? SysText::name(*line) : QString();
 }
 
 } // namespace
@@ -199,10 +199,15 @@ std::optional<Fan> HwmonSensorSource::readFan(int index)
     if (index < 0 || index >= int(m_fans.size()))
         return std::nullopt;
     const FanFiles& files = m_fans[std::size_t(index)];
-    const auto rpm = m_sysfs.readDouble(files.input);
+    // No fan turns backwards or faster than a turbine: anything else is a broken reading.
+    const auto speed = [&](const std::string& file) -> std::optional<double> {
+        const auto rpm = m_sysfs.readDouble(file);
+        return rpm && *rpm >= 0 && *rpm <= Fan::maxRpm ? rpm : std::nullopt;
+    };
+    const auto rpm = speed(files.input);
     if (!rpm)
         return std::nullopt;
-    return Fan{index, *rpm, m_sysfs.readDouble(files.minimum).value_or(0), m_sysfs.readDouble(files.maximum).value_or(0)};
+    return Fan{index, *rpm, speed(files.minimum).value_or(0), speed(files.maximum).value_or(0)};
 }
 
 std::shared_ptr<SensorSource> systemSensorSource()

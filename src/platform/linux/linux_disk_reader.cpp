@@ -1,9 +1,9 @@
 #include "platform/linux/linux_disk_reader.h"
 
-#include <chrono>
-#include <future>
 #include <map>
+#include <mutex>
 #include <set>
+#include <system_error>
 #include <thread>
 
 #include <sys/statvfs.h>
@@ -20,19 +20,9 @@ std::optional<VolumeCapacity> statNow(const std::string& path)
     if (::statvfs(path.c_str(), &st) != 0)
         return std::nullopt;
     const uint64_t unit = st.f_frsize ? st.f_frsize : st.f_bsize;
-    return VolumeCapacity{uint64_t(st.f_blocks) * unit, uint64_t(st.f_bavail) * unit};
-}
-
-// A server that does not answer can block statvfs for minutes; a network volume gets two seconds
-// on a thread of its own and is left out when it takes longer.
-std::optional<VolumeCapacity> statWithin(const std::string& path, std::chrono::milliseconds limit)
-{
-    auto task = std::make_shared<std::packaged_task<std::optional<VolumeCapacity>()>>([path] { return statNow(path); });
-    auto result = task->get_future();
-    std::thread([task] { (*task)(); }).detach();
-    if (result.wait_for(limit) != std::future_status::ready)
-        return std::nullopt;
-    return result.get();
+    const uint64_t available = std::min(st.f_bavail, st.f_bfree);
+    return VolumeCapacity{uint64_t(st.f_blocks) * unit, uint64_t(available) * unit,
+                          uint64_t(st.f_bfree - available) * unit};
 }
 
 std::string_view baseName(std::string_view path)
@@ -52,10 +42,7 @@ LinuxDiskReader::LinuxDiskReader(RootedFileReader sysfs, CapacityProbe probe)
     : m_sysfs(std::move(sysfs)), m_probe(std::move(probe)), m_diskstats(m_sysfs, "proc/diskstats")
 {
     if (!m_probe) {
-        m_probe = [root = m_sysfs](const std::string& mountPoint, bool isNetwork) {
-            const std::string path = root.path(mountPoint);
-            return isNetwork ? statWithin(path, std::chrono::seconds(2)) : statNow(path);
-        };
+        m_probe = [root = m_sysfs](const std::string& mountPoint, bool) { return statNow(root.path(mountPoint)); };
     }
 }
 
@@ -119,6 +106,35 @@ bool LinuxDiskReader::isPhysicalDisk(std::string_view name)
     return physical;
 }
 
+struct LinuxDiskReader::NetworkCheck {
+    std::mutex mutex;
+    bool running = false;
+    std::optional<VolumeCapacity> last;
+};
+
+std::optional<VolumeCapacity> LinuxDiskReader::networkCapacity(const std::string& mountPoint)
+{
+    std::shared_ptr<NetworkCheck>& check = m_networkChecks[mountPoint];
+    if (!check)
+        check = std::make_shared<NetworkCheck>();
+    const std::lock_guard lock(check->mutex);
+    if (!check->running) {
+        // A hung server holds this one thread; later scans find it running and start no other.
+        try {
+            std::thread([check, probe = m_probe, mountPoint] {
+                auto capacity = probe(mountPoint, true);
+                const std::lock_guard lock(check->mutex);
+                check->last = capacity;
+                check->running = false;
+            }).detach();
+            check->running = true;
+        } catch (const std::system_error&) {
+            // No thread to spare: the figures stay as they were until a later scan.
+        }
+    }
+    return check->last;
+}
+
 DiskBytes LinuxDiskReader::readBytes()
 {
     DiskBytes bytes;
@@ -156,6 +172,7 @@ std::vector<VolumeInfo> LinuxDiskReader::volumes(bool includeNetwork)
     if (!text)
         return out;
     const auto labelByDevice = labels();
+    std::set<std::string> networkMounts;
     for (const ProcParse::MountEntry& mount : visibleMounts(ProcParse::mountInfo(*text))) {
         const bool network = isNetworkType(mount.fsType);
         VolumeInfo info;
@@ -171,9 +188,12 @@ std::vector<VolumeInfo> LinuxDiskReader::volumes(bool includeNetwork)
         // A file bind-mounted over another (containers do it for /etc/hosts) is not a volume.
         if (!network && !m_sysfs.isDirectory(mount.mountPoint))
             continue;
-        if (const auto capacity = m_probe(mount.mountPoint, network)) {
+        if (network)
+            networkMounts.insert(mount.mountPoint);
+        if (const auto capacity = network ? networkCapacity(mount.mountPoint) : m_probe(mount.mountPoint, false)) {
             info.total = capacity->total;
             info.available = capacity->available;
+            info.reserved = capacity->reserved;
         }
         info.isRemovable = false;
         info.isEjectable = false;
@@ -191,6 +211,7 @@ std::vector<VolumeInfo> LinuxDiskReader::volumes(bool includeNetwork)
         }
         out.push_back(std::move(info));
     }
+    std::erase_if(m_networkChecks, [&](const auto& entry) { return networkMounts.count(entry.first) == 0; });
     return out;
 }
 

@@ -5,6 +5,7 @@
 #include "platform/linux/rooted_file_reader.h"
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <unordered_map>
 
@@ -13,6 +14,7 @@ namespace pulsebar {
 struct VolumeCapacity {
     uint64_t total = 0;     // bytes
     uint64_t available = 0; // bytes free for an ordinary user
+    uint64_t reserved = 0;  // bytes free only for root: neither used nor available, as df counts them
 };
 
 // Disk throughput from proc/diskstats over the physical disks; volumes from proc/self/mountinfo with
@@ -35,6 +37,10 @@ public:
     static std::vector<ProcParse::MountEntry> visibleMounts(const std::vector<ProcParse::MountEntry>& mounts);
 
 private:
+    struct NetworkCheck;
+    // The figures of the last finished check of a network file system; starts the next check unless
+    // one is still out. Never waits: a server that does not answer can block statvfs for minutes.
+    std::optional<VolumeCapacity> networkCapacity(const std::string& mountPoint);
     bool isPhysicalDisk(std::string_view name);
     std::unordered_map<std::string, QString> labels() const;
 
@@ -43,6 +49,7 @@ private:
     RootedFileReader::RepeatedFile m_diskstats;
     std::string m_buffer; // proc/diskstats text, reused
     std::unordered_map<std::string, bool> m_physical; // by device name, forgotten when it disappears
+    std::unordered_map<std::string, std::shared_ptr<NetworkCheck>> m_networkChecks; // by mount point
 };
 
 } // namespace pulsebar

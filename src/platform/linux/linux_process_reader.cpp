@@ -30,6 +30,25 @@ struct PidPath {
     operator std::string_view() const { return {text, size}; }
 };
 
+// Desktops start programs with a soft limit of 1024 descriptors, which only protects select() (nothing
+// here uses it). It is raised towards the hard limit, as far as 8192, once for the whole process.
+rlim_t raisedDescriptorLimit()
+{
+    static const rlim_t soft = [] {
+        struct rlimit limit {};
+        if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+            return rlim_t(1024);
+        if (limit.rlim_cur < 8192 && limit.rlim_max > limit.rlim_cur) {
+            struct rlimit raised = limit;
+            raised.rlim_cur = std::min<rlim_t>(limit.rlim_max, 8192);
+            if (::setrlimit(RLIMIT_NOFILE, &raised) == 0)
+                return raised.rlim_cur;
+        }
+        return limit.rlim_cur;
+    }();
+    return soft;
+}
+
 } // namespace
 
 LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::move(sysfs))
@@ -40,37 +59,44 @@ LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::mo
     m_pageSize = uint64_t(page > 0 ? page : 4096);
     m_holdFiles = m_sysfs.isProcFileSystem("proc");
     // Two descriptors per held process, within a quarter of the descriptor limit; processes beyond
-    // that are opened and closed on each sample instead. The soft limit of 1024 that desktops start
-    // programs with only protects select(), which nothing here uses, so it is raised towards the
-    // hard limit first, as far as 8192.
-    struct rlimit limit {};
-    rlim_t soft = 1024;
-    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        soft = limit.rlim_cur;
-        if (m_holdFiles && soft < 8192 && limit.rlim_max > soft) {
-            limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 8192);
-            if (::setrlimit(RLIMIT_NOFILE, &limit) == 0)
-                soft = limit.rlim_cur;
-        }
-    }
+    // that are opened and closed on each sample instead.
+    const rlim_t soft = m_holdFiles ? raisedDescriptorLimit() : 1024;
     m_holdLimit = std::size_t(std::min<rlim_t>(soft, 8192) / 8);
 }
 
-std::optional<ProcessUsage> LinuxProcessReader::parse(const char* io, long ioSize, const char* stat, long statSize) const
+uint64_t LinuxProcessReader::residentBytes(int32_t pid, uint64_t statPages)
 {
-    if (ioSize <= 0 || statSize <= 0)
+    const int64_t approximate = int64_t(std::min<uint64_t>(statPages, uint64_t(INT64_MAX) / m_pageSize) * m_pageSize);
+    auto correction = m_residentCorrection.find(pid);
+    const bool due = (uint32_t(pid) + m_sampleCount) % residentRefreshSamples == 0;
+    if (correction == m_residentCorrection.end() || due) {
+        char statm[256];
+        const long n = m_sysfs.readInto(PidPath(pid, "statm"), statm, sizeof statm);
+        const auto exact = n > 0 ? ProcParse::statmResidentPages({statm, std::size_t(n)}) : std::nullopt;
+        const int64_t difference =
+            exact && *exact < uint64_t(INT64_MAX) / m_pageSize ? int64_t(*exact * m_pageSize) - approximate : 0;
+        correction = m_residentCorrection.insert_or_assign(pid, difference).first;
+    }
+    return uint64_t(std::max<int64_t>(approximate + correction->second, 0));
+}
+
+std::optional<ProcessUsage> LinuxProcessReader::usageFrom(int32_t pid, const char* stat, long statSize, const char* io,
+                                                          long ioSize)
+{
+    if (statSize <= 0)
         return std::nullopt;
-    const auto ioCounters = ProcParse::pidIo({io, std::size_t(ioSize)});
     const auto statCounters = ProcParse::pidStat({stat, std::size_t(statSize)});
-    if (!ioCounters || !statCounters)
+    if (!statCounters)
         return std::nullopt;
-    return ProcessUsage{statCounters->cpuTicks, statCounters->residentPages * m_pageSize, ioCounters->readBytes,
-                        ioCounters->writeBytes};
+    const auto ioCounters = ioSize > 0 ? ProcParse::pidIo({io, std::size_t(ioSize)}) : std::nullopt;
+    return ProcessUsage{statCounters->cpuTicks, residentBytes(pid, statCounters->residentPages),
+                        ioCounters ? ioCounters->readBytes : 0, ioCounters ? ioCounters->writeBytes : 0};
 }
 
 bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
 {
     out.clear();
+    ++m_sampleCount;
     const bool listed = m_sysfs.forEachEntry("proc", [&](std::string_view name) {
         int32_t pid = 0;
         const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), pid);
@@ -81,41 +107,41 @@ bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
     // stable wherever else the tree comes from.
     std::sort(out.begin(), out.end());
     if (listed) {
-        // Let go of the files of processes that have ended.
-        for (auto it = m_held.begin(); it != m_held.end();)
-            it = std::binary_search(out.begin(), out.end(), it->first) ? std::next(it) : m_held.erase(it);
+        // Let go of what belonged to processes that have ended.
+        const auto ended = [&](int32_t pid) { return !std::binary_search(out.begin(), out.end(), pid); };
+        std::erase_if(m_held, [&](const auto& entry) { return ended(entry.first); });
+        std::erase_if(m_residentCorrection, [&](const auto& entry) { return ended(entry.first); });
     }
     return listed;
 }
 
 std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
 {
-    char io[1024];
     char stat[1024];
+    char io[1024];
     const auto held = m_held.find(pid);
     if (held != m_held.end()) {
-        const long ioSize = held->second.io.read(io, sizeof io);
         const long statSize = held->second.stat.read(stat, sizeof stat);
-        if (const auto usage = parse(io, ioSize, stat, statSize))
+        const long ioSize = held->second.io.isOpen() ? held->second.io.read(io, sizeof io) : -1;
+        if (const auto usage = usageFrom(pid, stat, statSize, io, ioSize))
             return usage;
-        m_held.erase(held); // ended, or its pid now names another process: open afresh below
+        // Ended, or its pid now names another process: open afresh below.
+        m_held.erase(held);
+        m_residentCorrection.erase(pid);
     }
     if (m_holdFiles && m_held.size() < m_holdLimit) {
-        HeldFiles files{m_sysfs.open(PidPath(pid, "io")), RootedFileReader::OpenFile()};
+        HeldFiles files{m_sysfs.open(PidPath(pid, "stat")), m_sysfs.open(PidPath(pid, "io"))};
+        const long statSize = files.stat.read(stat, sizeof stat);
         const long ioSize = files.io.read(io, sizeof io);
         if (ioSize <= 0)
-            return std::nullopt; // another user's process fails here, before stat is opened
-        files.stat = m_sysfs.open(PidPath(pid, "stat"));
-        const auto usage = parse(io, ioSize, stat, files.stat.read(stat, sizeof stat));
+            files.io = RootedFileReader::OpenFile(); // another user's process: its io is not asked again
+        const auto usage = usageFrom(pid, stat, statSize, io, ioSize);
         if (usage)
             m_held.emplace(pid, std::move(files));
         return usage;
     }
-    // io first: for another user's process it fails at once and stat is never read.
-    const long ioSize = m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io);
-    if (ioSize <= 0)
-        return std::nullopt;
-    return parse(io, ioSize, stat, m_sysfs.readInto(PidPath(pid, "stat"), stat, sizeof stat));
+    const long statSize = m_sysfs.readInto(PidPath(pid, "stat"), stat, sizeof stat);
+    return usageFrom(pid, stat, statSize, io, m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io));
 }
 
 std::optional<QString> LinuxProcessReader::shortName(int32_t pid)
@@ -134,7 +160,12 @@ std::optional<QString> LinuxProcessReader::shortName(int32_t pid)
 
 std::optional<QString> LinuxProcessReader::executablePath(int32_t pid)
 {
-    const auto target = m_sysfs.readLink(PidPath(pid, "exe"));
+    return executablePath(m_sysfs, pid);
+}
+
+std::optional<QString> LinuxProcessReader::executablePath(const RootedFileReader& files, int32_t pid)
+{
+    const auto target = files.readLink(PidPath(pid, "exe"));
     if (!target || target->empty() || target->front() != '/')
         return std::nullopt;
     std::string path = *target;

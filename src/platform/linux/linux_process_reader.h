@@ -8,8 +8,9 @@
 namespace pulsebar {
 
 // Processes from proc/: the numeric entries are the pids; proc/PID/stat carries the CPU time and the
-// resident set, proc/PID/io the storage bytes. proc/PID/io is readable only for the user's own
-// processes, which is what keeps other users' processes out of the list.
+// resident set, proc/PID/io the storage bytes. Every process whose stat can be read is listed;
+// proc/PID/io is readable only for the user's own processes (all, for root), so the others show no
+// disk activity.
 class LinuxProcessReader : public ProcessReader {
 public:
     explicit LinuxProcessReader(RootedFileReader sysfs);
@@ -22,15 +23,24 @@ public:
 
     bool isHoldingFiles(int32_t pid) const { return m_held.count(pid) > 0; }
 
+    // The target of proc/PID/exe, without constructing a reader.
+    static std::optional<QString> executablePath(const RootedFileReader& files, int32_t pid);
+
+    // Samples between two exact readings of one process's resident set; processes take their turns
+    // spread over the samples, so each sample reads statm for about one process in this many.
+    static constexpr uint32_t residentRefreshSamples = 8;
+
 private:
     // The two counter files of a process, held open across samples. A held file belongs to the
     // process it was opened for: once that process ends, reading fails, even if its pid was reused.
     struct HeldFiles {
-        RootedFileReader::OpenFile io;
         RootedFileReader::OpenFile stat;
+        RootedFileReader::OpenFile io; // not open for another user's process
     };
 
-    std::optional<ProcessUsage> parse(const char* io, long ioSize, const char* stat, long statSize) const;
+    std::optional<ProcessUsage> usageFrom(int32_t pid, const char* stat, long statSize, const char* io, long ioSize);
+    // stat's resident set, corrected by the difference to statm's exact figure at its last reading.
+    uint64_t residentBytes(int32_t pid, uint64_t statPages);
 
     RootedFileReader m_sysfs;
     double m_ticksToNanos;
@@ -38,6 +48,8 @@ private:
     bool m_holdFiles;        // only on a real proc file system: fixture files are replaced, not rewritten
     std::size_t m_holdLimit; // processes whose files may be held, within the descriptor limit
     std::unordered_map<int32_t, HeldFiles> m_held;
+    std::unordered_map<int32_t, int64_t> m_residentCorrection; // bytes, by pid
+    uint32_t m_sampleCount = 0;
 };
 
 } // namespace pulsebar

@@ -25,7 +25,7 @@ std::optional<QString> cleanName(const std::optional<std::string>& raw)
         text = text.substr(0, nul);
     text = SysText::trim(text);
     // Vendors that never filled the field leave placeholders behind.
-    const QString name = QString::fromUtf8(text.data(), qsizetype(text.size()));
+    const QString name = SysText::name(text);
     if (name.isEmpty() || name.compare(QLatin1String("To Be Filled By O.E.M."), Qt::CaseInsensitive) == 0
         || name.compare(QLatin1String("System Product Name"), Qt::CaseInsensitive) == 0)
         return std::nullopt;
@@ -60,7 +60,7 @@ std::optional<QString> LinuxMachineReader::osReleaseValue(std::string_view text,
         }
         if (unescaped.empty())
             return std::nullopt;
-        return QString::fromStdString(unescaped);
+        return SysText::name(unescaped);
     }
     return std::nullopt;
 }

@@ -36,7 +36,7 @@ std::optional<int64_t> number(const std::map<std::string, std::string>& attribut
 std::optional<QString> string(const std::map<std::string, std::string>& attributes, const char* name)
 {
     const auto text = lookup(attributes, name);
-    return text ? std::optional<QString>(QString::fromStdString(*text)) : std::nullopt;
+    return text ? std::optional<QString>(SysText::name(*text)) : std::nullopt;
 }
 
 bool isDeviceScope(const std::map<std::string, std::string>& attributes)

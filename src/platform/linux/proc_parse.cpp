@@ -63,7 +63,7 @@ std::optional<uint64_t> kilobytes(std::string_view meminfo, std::string_view key
         return std::nullopt;
     std::string_view rest = *value;
     const auto number = nextUnsigned(rest);
-    if (!number)
+    if (!number || *number > UINT64_MAX / 1024)
         return std::nullopt;
     return *number * 1024;
 }
@@ -142,7 +142,7 @@ std::optional<QString> cpuBrand(std::string_view procCpuinfo)
     for (const std::string_view key : {"model name", "Hardware", "Model"}) {
         const auto value = SysText::field(procCpuinfo, key);
         if (value && !value->empty())
-            return QString::fromUtf8(value->data(), qsizetype(value->size())).simplified();
+            return SysText::name(*value);
     }
     return std::nullopt;
 }
@@ -171,16 +171,24 @@ std::optional<MemoryReading> memory(std::string_view meminfo, std::optional<std:
 {
     const auto total = kilobytes(meminfo, "MemTotal");
     const auto available = kilobytes(meminfo, "MemAvailable");
-    if (!total || !available || *total == 0)
+    // Parts of memory that do not fit in it make the reading a broken one, not a 1500 % figure.
+    if (!total || !available || *total == 0 || *available > *total)
         return std::nullopt;
     MemoryReading r;
     r.total = *total;
-    r.available = std::min(*available, *total);
+    r.available = *available;
     const auto orZero = [&](std::string_view key) { return kilobytes(meminfo, key).value_or(0); };
     r.unreclaimableSlab = orZero("SUnreclaim");
     r.kernelStack = orZero("KernelStack");
     r.pageTables = orZero("PageTables");
     r.zswap = orZero("Zswap");
+    const uint64_t parts[] = {r.unreclaimableSlab, r.kernelStack, r.pageTables, r.zswap};
+    uint64_t held = 0;
+    for (const uint64_t part : parts) {
+        if (part > *total - held)
+            return std::nullopt;
+        held += part;
+    }
     r.cached = orZero("Cached");
     r.buffers = orZero("Buffers");
     r.reclaimableSlab = orZero("SReclaimable");
@@ -270,6 +278,14 @@ std::optional<PidIo> pidIo(std::string_view text)
     if (!r || !w)
         return std::nullopt;
     return PidIo{*r, *w};
+}
+
+std::optional<uint64_t> statmResidentPages(std::string_view text)
+{
+    std::string_view rest = text;
+    if (nextToken(rest).empty())
+        return std::nullopt;
+    return SysText::toUnsigned(nextToken(rest));
 }
 
 std::optional<QString> processName(std::optional<std::string_view> comm, std::optional<std::string_view> cmdline)

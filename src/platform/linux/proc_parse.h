@@ -45,6 +45,9 @@ struct PidIo {
     uint64_t writeBytes = 0;
 };
 std::optional<PidIo> pidIo(std::string_view text);
+// proc/PID/statm: the resident set in pages (its second figure). Newer kernels sum it exactly, as
+// for status and ps, where the rss of stat is a cheaper counter that may lag by a few percent.
+std::optional<uint64_t> statmResidentPages(std::string_view text);
 // The display name of a process: comm, or, when comm is 15 characters long (the kernel cuts it
 // there), the base name of the first argument in cmdline.
 std::optional<QString> processName(std::optional<std::string_view> comm, std::optional<std::string_view> cmdline);

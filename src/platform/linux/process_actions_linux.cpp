@@ -20,8 +20,7 @@ namespace pulsebar::ProcessActions {
 
 std::optional<QString> location(int32_t pid)
 {
-    LinuxProcessReader reader(RootedFileReader::fromEnvironment());
-    const auto executable = reader.executablePath(pid);
+    const auto executable = LinuxProcessReader::executablePath(RootedFileReader::fromEnvironment(), pid);
     return executable ? locationFromExecutable(*executable) : std::nullopt;
 }
 

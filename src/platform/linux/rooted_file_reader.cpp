@@ -1,6 +1,7 @@
 #include "platform/linux/rooted_file_reader.h"
 
 #include "core/paths.h"
+#include "core/regular_file.h"
 
 #include <algorithm>
 #include <charconv>
@@ -82,6 +83,16 @@ std::optional<std::string_view> field(std::string_view text, std::string_view ke
     return std::nullopt;
 }
 
+QString name(std::string_view text)
+{
+    // Decoding a little more than the limit keeps the cut on whole characters.
+    text = text.substr(0, std::size_t(maxNameLength) * 4);
+    QString decoded = QString::fromUtf8(text.data(), qsizetype(text.size())).simplified();
+    if (decoded.size() > maxNameLength)
+        decoded = decoded.left(maxNameLength).trimmed();
+    return decoded;
+}
+
 } // namespace SysText
 
 RootedFileReader::RootedFileReader(std::string root) : m_root(std::move(root))
@@ -104,7 +115,7 @@ std::string RootedFileReader::path(std::string_view relative) const
     return out;
 }
 
-int RootedFileReader::openRelative(std::string_view relative, int flags) const
+int RootedFileReader::openRelative(std::string_view relative) const
 {
     // The per-process files are read every tick for every process: building their paths on the stack
     // keeps those reads free of heap allocations.
@@ -115,9 +126,9 @@ int RootedFileReader::openRelative(std::string_view relative, int flags) const
         std::memcpy(buffer, m_root.data(), m_root.size());
         std::memcpy(buffer + m_root.size(), relative.data(), relative.size());
         buffer[m_root.size() + relative.size()] = '\0';
-        return ::open(buffer, flags);
+        return RegularFile::open(buffer);
     }
-    return ::open(path(relative).c_str(), flags);
+    return RegularFile::open(path(relative).c_str());
 }
 
 long RootedFileReader::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
@@ -127,24 +138,9 @@ long RootedFileReader::readInto(std::string_view relative, char* buffer, std::si
 
 std::optional<std::string> RootedFileReader::readText(std::string_view relative, std::size_t maxBytes) const
 {
-    const int fd = openRelative(relative, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
     std::string out;
-    char chunk[4096];
-    while (out.size() < maxBytes) {
-        const ssize_t n = ::read(fd, chunk, std::min(sizeof chunk, maxBytes - out.size()));
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            ::close(fd);
-            return std::nullopt;
-        }
-        if (n == 0)
-            break;
-        out.append(chunk, std::size_t(n));
-    }
-    ::close(fd);
+    if (!readText(relative, out, maxBytes))
+        return std::nullopt;
     return out;
 }
 
@@ -244,11 +240,11 @@ long RootedFileReader::OpenFile::read(char* buffer, std::size_t capacity) const
                 continue;
             return -1;
         }
-        total += std::size_t(n);
-        // A short read is the end of the file: proc and sys files hand over their text in one piece,
-        // and asking again would only cost another system call.
-        if (std::size_t(n) < wanted)
+        // Only an empty read is the end: a proc file built from many records (mountinfo, diskstats)
+        // hands them over a page or so at a time, each read short of what was asked.
+        if (n == 0)
             break;
+        total += std::size_t(n);
     }
     return long(total);
 }
@@ -273,9 +269,9 @@ bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes
             out.clear();
             return false;
         }
-        size += std::size_t(n);
-        if (std::size_t(n) < wanted)
+        if (n == 0)
             break; // the end, as in read()
+        size += std::size_t(n);
     }
     out.resize(size);
     return true;
@@ -290,10 +286,10 @@ const RootedFileReader::OpenFile& RootedFileReader::RepeatedFile::file()
 {
     if (m_hold) {
         if (!m_held.isOpen())
-            m_held = OpenFile(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+            m_held = OpenFile(RegularFile::open(m_path.c_str()));
         return m_held;
     }
-    m_scratch = OpenFile(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+    m_scratch = OpenFile(RegularFile::open(m_path.c_str()));
     return m_scratch;
 }
 
@@ -317,7 +313,7 @@ long RootedFileReader::RepeatedFile::readInto(char* buffer, std::size_t capacity
 
 RootedFileReader::OpenFile RootedFileReader::open(std::string_view relative) const
 {
-    return OpenFile(openRelative(relative, O_RDONLY | O_CLOEXEC));
+    return OpenFile(openRelative(relative));
 }
 
 bool RootedFileReader::isProcFileSystem(std::string_view relative) const
@@ -343,9 +339,14 @@ bool RootedFileReader::forEachEntry(std::string_view relative, const std::functi
 
 bool RootedFileReader::writeText(std::string_view relative, std::string_view text) const
 {
-    const int fd = ::open(path(relative).c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    const int fd = ::open(path(relative).c_str(), O_WRONLY | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0)
         return false;
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return false;
+    }
     std::size_t total = 0;
     while (total < text.size()) {
         const ssize_t n = ::write(fd, text.data() + total, text.size() - total);

@@ -19,11 +19,17 @@ std::optional<uint64_t> toUnsigned(std::string_view text);
 std::optional<double> toDouble(std::string_view text);
 // "key: value" or "key value" lines (meminfo, cpuinfo, vmstat): the value text after the key, trimmed.
 std::optional<std::string_view> field(std::string_view text, std::string_view key);
+// A name the machine reports (CPU model, sensor label, product name), for display: UTF-8 with runs of
+// white space made one space, and no longer than any real name, so a hostile file cannot hand a page
+// of text to every tool and panel.
+constexpr qsizetype maxNameLength = 128;
+QString name(std::string_view text);
 } // namespace SysText
 
 // Reads files below a root directory, so the same readers run on the live system ("/") and on a
 // fixture tree (PULSEBAR_SYSROOT). Paths given to it are relative ("proc/stat"). Every read fails
-// softly: a missing, unreadable or malformed file is nullopt, never an exception.
+// softly: a missing, unreadable or malformed file is nullopt, never an exception, and so is anything
+// that is not a regular file (a FIFO or device in a hostile tree must not block or flood a read).
 class RootedFileReader {
 public:
     explicit RootedFileReader(std::string root);
@@ -105,8 +111,9 @@ public:
     bool isWritable(std::string_view relative) const;
 
 private:
-    // Opens root + relative without allocating when the path fits a stack buffer; -1 on failure.
-    int openRelative(std::string_view relative, int flags) const;
+    // Opens root + relative for reading without allocating when the path fits a stack buffer; -1 on
+    // failure or when it is not a regular file.
+    int openRelative(std::string_view relative) const;
 
     std::string m_root; // always ends with '/'
 };

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "panels/panel_model.h"
+#include "panels/panel_snapshot.h"
+
+#include <optional>
+#include <vector>
+
+namespace pulsebar {
+
+// The content of every panel, as pure functions of a snapshot and the configuration.
+//
+// Adding a panel: write `PanelModel name(const PanelSnapshot&, const Config&)` and add one line to
+// registry() with its module. Adding an overview tile: write a TileBuilder that answers nothing when
+// the machine lacks what it shows, and add one line to tiles() with its OverviewItem. Adding a section
+// to an existing panel: append a PanelSection in its builder. Widgets lay out whatever the model holds.
+namespace PanelContent {
+
+using Builder = PanelModel (*)(const PanelSnapshot&, const Config&);
+struct Entry {
+    ModuleKind kind;
+    Builder build;
+};
+// The panels in module order; a module without an entry has no panel.
+const std::vector<Entry>& registry();
+bool hasPanel(ModuleKind kind);
+std::optional<PanelModel> build(ModuleKind kind, const PanelSnapshot& snapshot, const Config& config);
+
+using TileBuilder = std::optional<PanelRow> (*)(const PanelSnapshot&, const Config&);
+struct Tile {
+    OverviewItem item;
+    TileBuilder build;
+};
+// The overview's tiles by item; items without a tile (not built yet) are left out of the overview.
+const std::vector<Tile>& tiles();
+
+PanelModel overview(const PanelSnapshot& s, const Config& config);
+PanelModel cpu(const PanelSnapshot& s, const Config& config);
+PanelModel gpu(const PanelSnapshot& s, const Config& config);
+PanelModel memory(const PanelSnapshot& s, const Config& config);
+PanelModel disks(const PanelSnapshot& s, const Config& config);
+PanelModel network(const PanelSnapshot& s, const Config& config);
+PanelModel sensors(const PanelSnapshot& s, const Config& config);
+PanelModel battery(const PanelSnapshot& s, const Config& config);
+
+// A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
+PanelRow processRow(const ProcessSample& process, const QString& figure);
+
+// "Normal", "Warning", "Critical".
+QString pressureLevelName(MemoryPressureLevel level);
+
+} // namespace PanelContent
+
+} // namespace pulsebar

@@ -1,0 +1,103 @@
+#include "panels/panel_model.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+
+namespace pulsebar {
+
+namespace {
+
+constexpr std::array<const char*, 10> rowKindNames{"value", "bar",  "trail", "process", "link",
+                                                   "tile",  "note", "choice", "copy",   "columns"};
+
+void putText(QJsonObject& object, const char* key, const QString& text)
+{
+    if (!text.isEmpty())
+        object.insert(QLatin1String(key), text);
+}
+
+} // namespace
+
+QJsonObject PanelRow::toJson() const
+{
+    QJsonObject o;
+    o.insert(QStringLiteral("kind"), QLatin1String(rowKindNames[size_t(kind)]));
+    putText(o, "label", label);
+    putText(o, "value", value);
+    putText(o, "detail", detail);
+    if (kind == Kind::bar && segments.empty())
+        o.insert(QStringLiteral("fraction"), fraction);
+    if (!segments.empty()) {
+        QJsonArray parts;
+        for (const PanelSegment& segment : segments)
+            parts.append(QJsonObject{{"label", segment.label}, {"value", segment.value}, {"fraction", segment.fraction}});
+        o.insert(QStringLiteral("segments"), parts);
+    }
+    if (!series.empty()) {
+        QJsonArray names;
+        for (const PanelSeries& s : series)
+            names.append(s.label);
+        o.insert(QStringLiteral("series"), names);
+    }
+    if (target)
+        o.insert(QStringLiteral("opens"), enumName(*target));
+    if (process) {
+        o.insert(QStringLiteral("pid"), process->pid);
+        QJsonArray actions;
+        if (canQuit)
+            actions.append(QStringLiteral("Quit"));
+        actions.append(QStringLiteral("Show in File Manager"));
+        actions.append(QStringLiteral("Open System Monitor"));
+        o.insert(QStringLiteral("actions"), actions);
+    }
+    if (!choices.empty()) {
+        QJsonArray list;
+        for (const auto& [key, text] : choices)
+            list.append(text);
+        o.insert(QStringLiteral("choices"), list);
+    }
+    return o;
+}
+
+std::vector<HistoryMetric> PanelModel::historyMetrics() const
+{
+    std::vector<HistoryMetric> out;
+    for (const HistoryChart& chart : history)
+        for (HistoryMetric metric : chart.metrics)
+            if (std::find(out.begin(), out.end(), metric) == out.end())
+                out.push_back(metric);
+    return out;
+}
+
+QJsonObject PanelModel::toJson() const
+{
+    QJsonObject o;
+    o.insert(QStringLiteral("module"), enumName(kind));
+    putText(o, "title", title);
+    putText(o, "subtitle", subtitle);
+    putText(o, "headline", headline);
+    QJsonArray sectionList;
+    for (const PanelSection& section : sections) {
+        QJsonObject s;
+        putText(s, "title", section.title);
+        QJsonArray rows;
+        for (const PanelRow& row : section.rows)
+            rows.append(row.toJson());
+        s.insert(QStringLiteral("rows"), rows);
+        sectionList.append(s);
+    }
+    o.insert(QStringLiteral("sections"), sectionList);
+    QJsonArray charts;
+    for (const HistoryChart& chart : history) {
+        QJsonArray metrics;
+        for (HistoryMetric metric : chart.metrics)
+            metrics.append(enumName(metric));
+        charts.append(QJsonObject{{"title", chart.title}, {"metrics", metrics}});
+    }
+    if (!charts.isEmpty())
+        o.insert(QStringLiteral("history"), charts);
+    return o;
+}
+
+} // namespace pulsebar
