@@ -118,7 +118,7 @@ QImage symbolSheet(const QStringList& names, const MenuBarRenderer::Context& con
     return out;
 }
 
-QString html(const std::vector<SampleState>& states, const QStringList& symbols, const QStringList& panels)
+QString html(const std::vector<SampleState>& states, const QStringList& symbols)
 {
     QString out = QStringLiteral(
         "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Pulsebar dump</title>\n"
@@ -152,9 +152,6 @@ QString html(const std::vector<SampleState>& states, const QStringList& symbols,
     out += QStringLiteral("<h2>symbols</h2>\n<p>Rows: tinted and palette on light, tinted and multicolour on "
                           "dark. Columns: %1</p>\n<p><img src=\"symbols.png\" alt=\"symbols\"></p>\n")
                .arg(symbols.join(QStringLiteral(", ")).toHtmlEscaped());
-    out += QStringLiteral("<h2>panels</h2>\n");
-    for (const QString& panel : panels)
-        out += QStringLiteral("<figure><img src=\"panels/%1.png\" alt=\"%1\"><figcaption>%1</figcaption></figure>\n").arg(panel);
     out += QStringLiteral("</body></html>\n");
     return out;
 }
@@ -202,16 +199,9 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
                              isLive ? AppSettings::load(Preferences::standard()) : config, state.dark,
                              isLive ? live.loader : samples, devicePixelRatio);
         }
-        QStringList panels;
-        if (!dir.mkpath(QStringLiteral("panels")))
-            throw DumpError("Cannot create the folder " + dir.filePath(QStringLiteral("panels")).toStdString() + ".");
-        for (const PanelSample& panel : panelSamples(devicePixelRatio)) {
-            save(panel.image, dir.filePath(QStringLiteral("panels/%1.png").arg(panel.name)));
-            panels << panel.name;
-        }
         const QStringList symbols = Symbols::names();
         save(symbolSheet(symbols, {devicePixelRatio, false}), dir.filePath(QStringLiteral("symbols.png")));
-        writeText(dir.filePath(QStringLiteral("index.html")), html(states, symbols, panels));
+        writeText(dir.filePath(QStringLiteral("index.html")), html(states, symbols));
         std::printf("%s\n", qPrintable(folder));
         return 0;
     } catch (const std::runtime_error& error) {

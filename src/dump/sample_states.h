@@ -1,6 +1,7 @@
 #pragma once
 
 #include "menubar/menu_bar_content.h"
+#include "panels/panel_snapshot.h"
 
 #include <QString>
 
@@ -14,26 +15,14 @@ struct SampleState {
     MenuBarReadings readings;
     bool monochrome = false;
     bool dark = false;
+    PanelSnapshot::Weather weather{};       // what the weather service holds
+    std::optional<WeatherLocation> place{}; // where sun and moon are computed for; none while waiting
 };
 
 // idle, busy, hot, charging, no-battery, offline, monochrome, dark and light; fixed values and a fixed
 // clock, so two dumps of one build are identical.
 std::vector<SampleState> sampleStates();
-
-} // namespace pulsebar
-
-#include <QImage>
-
-namespace pulsebar {
-
-// A panel in a sample state, drawn as the dump shows it.
-struct PanelSample {
-    QString name; // the file name without extension, e.g. "weather-night"
-    QImage image;
-};
-
-// The weather panel by day, by night, with an unknown code, loading, waiting for a place and failed;
-// the astronomy panel for a mid-latitude place and for one in polar summer.
-std::vector<PanelSample> panelSamples(double devicePixelRatio);
+// The zone the sample states' clock times read in.
+QTimeZone sampleTimeZone();
 
 } // namespace pulsebar

@@ -72,24 +72,25 @@ void AstronomyMonitor::update(const std::optional<WeatherLocation>& location)
     m_lastLocation = location;
 }
 
-std::optional<AstronomyMonitor::SunEvent> AstronomyMonitor::nextSunEvent(double now) const
+std::optional<AstronomyMonitor::SunEvent> AstronomyMonitor::Snapshot::nextSunEvent(double now) const
 {
-    if (!m_snapshot)
-        return std::nullopt;
-    const SunCalc::SunTimes& today = m_snapshot->sun;
     std::optional<SunEvent> first;
     for (const auto& [isSunrise, name] : {std::pair{true, "sunrise"}, std::pair{false, "sunset"}}) {
-        const auto time = today.event(QString::fromLatin1(name));
+        const auto time = sun.event(QString::fromLatin1(name));
         if (time && *time > now && (!first || *time < first->time))
             first = SunEvent{isSunrise, *time};
     }
     if (first)
         return first;
-    const WeatherLocation& place = m_snapshot->location;
     if (const auto tomorrow =
-            SunCalc::sunTimes(now + 86400, place.latitude, place.longitude).event(QStringLiteral("sunrise")))
+            SunCalc::sunTimes(now + 86400, location.latitude, location.longitude).event(QStringLiteral("sunrise")))
         return SunEvent{true, *tomorrow};
     return std::nullopt;
+}
+
+std::optional<AstronomyMonitor::SunEvent> AstronomyMonitor::nextSunEvent(double now) const
+{
+    return m_snapshot ? m_snapshot->nextSunEvent(now) : std::nullopt;
 }
 
 } // namespace pulsebar

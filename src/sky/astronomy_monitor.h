@@ -15,6 +15,11 @@ namespace pulsebar {
 // the one costly step, at most once an hour.
 class AstronomyMonitor {
 public:
+    struct SunEvent {
+        bool isSunrise = true;
+        double time = 0;
+    };
+
     struct Snapshot {
         WeatherLocation location;
         SunCalc::SunTimes sun;
@@ -31,11 +36,9 @@ public:
 
         // Sunset − sunrise; absent when the sun does not rise or set that day.
         std::optional<double> dayLength() const;
-    };
-
-    struct SunEvent {
-        bool isSunrise = true;
-        double time = 0;
+        // The first of the day's sunrise and sunset after `now`; when both have passed, the next day's
+        // sunrise; absent when the sun neither rises nor sets before then.
+        std::optional<SunEvent> nextSunEvent(double now) const;
     };
 
     static constexpr double snapshotAge = 60;   // seconds

@@ -268,4 +268,13 @@ QString phaseSymbol(double p)
     return QString::fromLatin1(name);
 }
 
+QString phaseName(double phase)
+{
+    // Named after the symbol, so name and picture always agree on the band.
+    QStringList words = phaseSymbol(phase).mid(QStringLiteral("moonphase.").size()).split(QLatin1Char('.'));
+    for (QString& word : words)
+        word[0] = word[0].toUpper();
+    return words.join(QLatin1Char(' '));
+}
+
 } // namespace pulsebar::SunCalc

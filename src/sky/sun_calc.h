@@ -70,5 +70,7 @@ MoonTimes moonTimes(double date, double latitude, double longitude, const QTimeZ
 // The first instants after the date where the phase passes 0 and 0.5, to within a few seconds.
 Phases nextPhases(double after);
 QString phaseSymbol(double phase);
+// "Waxing Gibbous" and the like, in the bands of the phase symbols.
+QString phaseName(double phase);
 
 } // namespace pulsebar::SunCalc
