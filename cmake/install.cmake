@@ -4,7 +4,7 @@ include(GNUInstallDirs)
 
 set(PULSEBAR_APP_ID "org.pulsebar.Pulsebar")
 set(PULSEBAR_HOMEPAGE "https://pulsebar.org" CACHE STRING "Project home page, named in the AppStream metadata")
-set(PULSEBAR_SCREENSHOT_URL "${PULSEBAR_HOMEPAGE}/docs/panel-overview.png" CACHE STRING
+set(PULSEBAR_SCREENSHOT_URL "${PULSEBAR_HOMEPAGE}/docs/pictures/panel-overview.png" CACHE STRING
     "Screenshot named in the AppStream metadata (an image of the dump gallery published with the project)")
 
 set(data ${CMAKE_SOURCE_DIR}/data)

@@ -155,6 +155,8 @@ TEST(NotifierEndToEnd, ARuleFiringInTheApplicationPostsExactlyOneNotification)
     EXPECT_EQ(n.summary, "CPU usage is above -1 %");
     EXPECT_TRUE(currentBody.match(n.body).hasMatch()) << n.body.toStdString();
     EXPECT_TRUE(n.hints.contains("sound-name"));
+    // Notification centres group by the desktop entry: the installed one is named after the app id.
+    EXPECT_EQ(n.hints.value("desktop-entry").toString(), "org.pulsebar.Pulsebar");
     EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
 }
 

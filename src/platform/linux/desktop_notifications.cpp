@@ -1,8 +1,11 @@
 #include "platform/linux/desktop_notifications.h"
 
+#include "core/app_id.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QStandardPaths>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -13,8 +16,20 @@ namespace {
 const QString notificationsPath = QStringLiteral("/org/freedesktop/Notifications");
 const QString notificationsInterface = QStringLiteral("org.freedesktop.Notifications");
 // Themed names from the freedesktop icon and sound naming specifications, present in every theme.
-const QString iconName = QStringLiteral("utilities-system-monitor");
+const QString fallbackIconName = QStringLiteral("utilities-system-monitor");
 const QString defaultSound = QStringLiteral("message-new-instant");
+
+// The application's own icon once it is installed; run from a build folder, the theme's monitor icon.
+QString iconName()
+{
+    static const QString name =
+        QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                               QStringLiteral("icons/hicolor/scalable/apps/") + applicationId + QStringLiteral(".svg"))
+                .isEmpty()
+            ? fallbackIconName
+            : applicationId;
+    return name;
+}
 
 } // namespace
 
@@ -38,10 +53,10 @@ void show(const QString& title, const QString& body)
     QDBusMessage call =
         QDBusMessage::createMethodCall(serviceName, notificationsPath, notificationsInterface, QStringLiteral("Notify"));
     const QVariantMap hints{{QStringLiteral("sound-name"), defaultSound},
-                            {QStringLiteral("desktop-entry"), QStringLiteral("pulsebar")}};
+                            {QStringLiteral("desktop-entry"), applicationId}};
     // replaces_id 0 asks the service for a fresh identifier; expire_timeout -1 leaves the time on
     // screen to the desktop.
-    call << QStringLiteral("Pulsebar") << quint32(0) << iconName << title << body << QStringList() << hints
+    call << QStringLiteral("Pulsebar") << quint32(0) << iconName() << title << body << QStringList() << hints
          << qint32(-1);
     // Posting never blocks a tick and never reports an error to the user.
     QDBusConnection::sessionBus().asyncCall(call);
