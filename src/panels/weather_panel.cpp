@@ -52,7 +52,7 @@ QString dayAndTime(std::optional<double> seconds, const PanelSnapshot& s)
 
 QString temperature(const Config& config, std::optional<double> celsius)
 {
-    return format(config.temperatureUnit, celsius, 0);
+    return Fmt::temperature(config.temperatureUnit, celsius, 0);
 }
 
 QString optionalNumber(std::optional<double> value, int decimals, const QString& unit)
@@ -94,8 +94,8 @@ PanelSection conditions(const WeatherCurrent& c, const Config& config)
             {value(QStringLiteral("Feels like"), temperature(config, c.apparent)),
              value(QStringLiteral("Humidity"), Fmt::percent(c.humidity)),
              value(QStringLiteral("Dew point"), temperature(config, c.dewPoint)),
-             value(QStringLiteral("Wind"), format(config.windUnit, c.windSpeed) + QLatin1Char(' ') + Fmt::compass(c.windDirection),
-                   QStringLiteral("Gusts ") + format(config.windUnit, c.windGusts)),
+             value(QStringLiteral("Wind"), Fmt::wind(config.windUnit, c.windSpeed) + QLatin1Char(' ') + Fmt::compass(c.windDirection),
+                   QStringLiteral("Gusts ") + Fmt::wind(config.windUnit, c.windGusts)),
              value(QStringLiteral("Pressure"), Fmt::number(c.pressure, 0) + QStringLiteral(" hPa")),
              value(QStringLiteral("Visibility"), visibility(c.visibility)),
              value(QStringLiteral("UV index"), optionalNumber(c.uvIndex, 0, {})),
