@@ -116,7 +116,8 @@ void trayReadings(SampleState& state)
     MenuBarReadings& r = state.readings;
     r.weather.reset();
     if (const auto& report = state.weather.report)
-        r.weather = MenuBarReadings::Weather{report->current.symbol(), report->current.temperature};
+        r.weather = MenuBarReadings::Weather{report->current.symbol(), report->current.temperature,
+                                             report->current.description()};
     r.nextSunEvent.reset();
     if (state.place)
         if (const auto next = AstronomyMonitor::compute(*state.place, r.now, sampleTimeZone()).nextSunEvent(r.now))
