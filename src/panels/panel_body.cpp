@@ -129,6 +129,7 @@ int PanelBody::rowHeight(const PanelRow& row) const
     switch (row.kind) {
     case Kind::value:
     case Kind::copy:
+    case Kind::command:
     case Kind::choice: return line + lineCount(row.detail) * small + rowGap;
     case Kind::bar:
         return line + 4 + barThickness + (row.detail.isEmpty() ? 0 : small + 2) +
@@ -182,6 +183,7 @@ bool PanelBody::isActive(int index) const
     switch (row.kind) {
     case Kind::process:
     case Kind::choice:
+    case Kind::command:
     case Kind::copy: return true;
     case Kind::link:
     case Kind::tile: return row.target.has_value();
@@ -337,10 +339,17 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
     switch (row.kind) {
     case Kind::value:
     case Kind::copy:
+    case Kind::command:
     case Kind::choice: {
         const QString value = row.kind == Kind::choice ? row.value + QStringLiteral(" ▾") : row.value;
-        const QColor valueColor = row.kind == Kind::copy ? pal.color(QPalette::Link) : PanelStyle::text(pal);
+        const bool link = row.kind == Kind::copy || row.kind == Kind::command;
+        const QColor valueColor = link ? pal.color(QPalette::Link) : PanelStyle::text(pal);
         const int valueWidth = labelAndValue(value, valueColor);
+        if (row.kind == Kind::command) { // a button: the value in a rounded outline
+            p.setPen(QPen(valueColor, 1));
+            p.setBrush(Qt::NoBrush);
+            p.drawRoundedRect(QRectF(inner.right() - valueWidth - 6.5, r.top() + 2.5, valueWidth + 12, line - 1), 5, 5);
+        }
         if (!row.series.empty()) {
             const QRectF spark(inner.right() - valueWidth - 10 - sparkWidth, r.top() + 4, sparkWidth, line - 4);
             PanelRow sparkRow = row;
