@@ -44,10 +44,11 @@ const QString buttonKey = QStringLiteral("pulsebar-action");
 class ButtonListener : public QObject {
     Q_OBJECT
 public:
+    // Never destroyed: it may outlive the application object and the bus connection it listens on.
     static ButtonListener& shared()
     {
-        static ButtonListener listener;
-        return listener;
+        static auto* listener = new ButtonListener;
+        return *listener;
     }
 
     void add(uint id, std::function<void()> chosen)
