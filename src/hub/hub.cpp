@@ -18,11 +18,13 @@ Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
       gpu(std::move(readers.gpu)),
       disks(std::move(readers.disks), [this] { return now(); }),
       network(std::move(readers.network)), sensors(std::move(readers.sensors)),
-      battery(std::move(readers.battery)), m_settings(settings), m_machine(std::move(readers.machine)),
+      battery(std::move(readers.battery)), astronomy([this] { return now(); }),
+      m_settings(settings), m_machine(std::move(readers.machine)),
       m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this)),
       m_speedTest(std::make_unique<SpeedTest>(settings.preferences()))
 {
     network.now = [this] { return now(); };
+    weather.now = [this] { return now(); };
 }
 
 Hub::~Hub() = default;
@@ -80,7 +82,11 @@ void Hub::tick()
     network.sample();
     sensors.sample();
     battery.sample();
-    // Connected devices, calendar events, weather and sky are polled here once those services exist.
+    // Connected devices and calendar events are polled here once those services exist.
+    if (usesWeather(config)) {
+        weather.refreshIfNeeded(config.weatherLocation, false);
+        astronomy.update(weather.location());
+    }
     m_snapshot = HubSnapshot::of(*this);
     if (!m_isHeadless)
         rules().evaluate(m_snapshot, config, time);
@@ -119,8 +125,20 @@ std::optional<double> Hub::menubarTemperature() const
     return battery.temperature;
 }
 
+bool Hub::usesWeather(const Config& config)
+{
+    return std::any_of(config.modules.begin(), config.modules.end(), [](const ModuleConfig& m) {
+        return m.enabled
+               && (m.kind == ModuleKind::combined || m.kind == ModuleKind::weather || m.kind == ModuleKind::astronomy);
+    });
+}
+
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
+    if (oldConfig.weatherLocation != newConfig.weatherLocation) {
+        weather.refreshIfNeeded(newConfig.weatherLocation, true);
+        astronomy.update(weather.location());
+    }
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
         reschedule();
     if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks

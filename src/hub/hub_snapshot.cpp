@@ -114,6 +114,11 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
     s.batteryVoltage = battery.voltage;
     s.batteryAmperage = battery.amperage;
     s.minutesRemaining = battery.minutesRemaining;
+
+    if (const auto& report = hub.weather.report())
+        s.weather = Weather{report->current.symbol(), report->current.temperature};
+    if (const auto sun = hub.astronomy.nextSunEvent(s.time))
+        s.nextSunEvent = SunEvent{sun->isSunrise, sun->time};
     return s;
 }
 

@@ -46,6 +46,7 @@ struct PanelRow {
         copy,    // label … value, copied to the clipboard on click (the public address)
         columns, // label … value, then one column per segment filled to its fraction (the cores)
         command, // label … value drawn as a button; a click runs `command` (Run Speed Test, Cancel)
+        forecast, // a day of a forecast on one line: label, symbol, detail in the middle, value at the right
     };
     enum class TrailStyle { line, stacked, mirrored };
 
@@ -53,7 +54,7 @@ struct PanelRow {
     QString label;
     QString value;
     QString detail;
-    QString symbol;  // tile
+    QString symbol;  // tile, forecast
     double fraction = 0; // bar
     PartColor color = PartColor::blue;
     std::vector<PanelSegment> segments;
