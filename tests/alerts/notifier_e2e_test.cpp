@@ -213,9 +213,9 @@ TEST(NotifierEndToEnd, TheFirstStartAsksOnceToStartAtLoginAndItsButtonWritesTheE
     QDBusMessage chosen = QDBusMessage::createSignal("/org/freedesktop/Notifications", "org.freedesktop.Notifications",
                                                      "ActionInvoked");
     chosen << id << question()->actions[0];
-    connection.send(chosen);
     const QString entry = home.path() + "/.config/autostart/org.pulsebar.Pulsebar.desktop";
-    EXPECT_TRUE(test::waitUntil([&] { return QFile::exists(entry); }, 10000));
+    // Clicked until it takes: the application may not have read the notification's id yet.
+    EXPECT_TRUE(test::waitUntil([&] { return connection.send(chosen) && QFile::exists(entry); }, 10000));
     stopApplication(app);
     EXPECT_TRUE(QString::fromUtf8(test::readFile(entry)).contains("\nExec=" + test::binaryPath() + "\n"));
     // Asked once: the answer is remembered whatever it was.

@@ -200,7 +200,7 @@ TEST(PanelContent, SpeedTestOffersARunOrACancelAndListsResultsNewestFirst)
     EXPECT_EQ(section().rows[0].value, "Run Speed Test");
     EXPECT_EQ(section().rows[0].command, PanelContent::runSpeedTest);
 
-    s.speedTests.state = {SpeedTest::State::Kind::running, QDateTime::fromSecsSinceEpoch(s.now - 12.6), {}};
+    s.speedTests.state = {SpeedTest::State::Kind::running, QDateTime::fromMSecsSinceEpoch(qint64((s.now - 12.6) * 1000)), {}};
     EXPECT_EQ(section().rows[0].label, "Testing… 12 s");
     EXPECT_EQ(section().rows[0].command, PanelContent::cancelSpeedTest);
 

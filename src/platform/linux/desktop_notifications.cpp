@@ -12,6 +12,7 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <functional>
 #include <map>
 
 namespace pulsebar::DesktopNotifications {
@@ -51,13 +52,9 @@ public:
         return *listener;
     }
 
-    void add(uint id, std::function<void()> chosen)
-    {
-        connectOnce();
-        m_waiting[id] = std::move(chosen);
-    }
+    void add(uint id, std::function<void()> chosen) { m_waiting[id] = std::move(chosen); }
 
-public slots:
+public Q_SLOTS:
     void actionInvoked(uint id, const QString& key)
     {
         const auto found = m_waiting.find(id);
@@ -71,19 +68,17 @@ public slots:
     void closed(uint id, uint) { m_waiting.erase(id); }
 
 private:
-    void connectOnce()
+    // Listening starts before the first notification with a button is sent, so no answer to it is missed.
+    ButtonListener()
     {
-        if (m_connected)
-            return;
         QDBusConnection bus = QDBusConnection::sessionBus();
-        m_connected = bus.connect(QString(), notificationsPath, notificationsInterface, QStringLiteral("ActionInvoked"),
-                                  this, SLOT(actionInvoked(uint, QString))) &&
-                      bus.connect(QString(), notificationsPath, notificationsInterface,
-                                  QStringLiteral("NotificationClosed"), this, SLOT(closed(uint, uint)));
+        bus.connect(QString(), notificationsPath, notificationsInterface, QStringLiteral("ActionInvoked"), this,
+                    SLOT(actionInvoked(uint, QString)));
+        bus.connect(QString(), notificationsPath, notificationsInterface, QStringLiteral("NotificationClosed"), this,
+                    SLOT(closed(uint, uint)));
     }
 
     std::map<uint, std::function<void()>> m_waiting;
-    bool m_connected = false;
 };
 
 } // namespace
@@ -115,11 +110,13 @@ void show(const QString& title, const QString& body, const Button& button)
     call << QStringLiteral("Pulsebar") << quint32(0) << iconName() << title << body << actions << hints
          << qint32(-1);
     // Posting never blocks a tick and never reports an error to the user.
+    const bool hasButton = !actions.isEmpty() && button.chosen;
+    if (hasButton)
+        ButtonListener::shared();
     const QDBusPendingCall pending = QDBusConnection::sessionBus().asyncCall(call);
-    if (actions.isEmpty() || !button.chosen)
+    if (!hasButton)
         return;
     // The button's function waits for the id the service gives the notification.
-    ButtonListener::shared(); // created before the reply comes, on this (the main) thread
     auto* watcher = new QDBusPendingCallWatcher(pending);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [chosen = button.chosen](QDBusPendingCallWatcher* w) {
         const QDBusPendingReply<uint> reply = *w;
