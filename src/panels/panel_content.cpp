@@ -498,7 +498,7 @@ PanelSection speedTestSection(const PanelSnapshot::SpeedTests& tests, double now
         section.rows.push_back(command(QStringLiteral("Testing… %1 s").arg(int(elapsed)), QStringLiteral("Cancel"),
                                        PanelContent::cancelSpeedTest));
     } else {
-        section.rows.push_back(command(QStringLiteral("Download, upload and responsiveness"),
+        section.rows.push_back(command(QStringLiteral("Internet speed"),
                                        QStringLiteral("Run Speed Test"), PanelContent::runSpeedTest));
     }
     if (tests.state.kind == State::failed)

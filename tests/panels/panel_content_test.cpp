@@ -213,7 +213,7 @@ TEST(PanelContent, SpeedTestOffersARunOrACancelAndListsResultsNewestFirst)
     for (const PanelRow& row : section().rows)
         rows << row.label + "=" + row.value + "|" + row.detail;
     ASSERT_EQ(rows.size(), 8);
-    EXPECT_EQ(rows[0], "Download, upload and responsiveness=Run Speed Test|");
+    EXPECT_EQ(rows[0], "Internet speed=Run Speed Test|");
     EXPECT_EQ(rows[1], "=The test returned no result.|");
     EXPECT_EQ(rows.mid(2, 4), (QStringList{"Download=12.5 MB/s|", "Upload=1.0 MB/s|", "Responsiveness=1250 RPM|High",
                                            "Base RTT=14 ms|"}));
