@@ -1,6 +1,6 @@
 #include "alerts/notifier.h"
 
-#include "platform/linux/desktop_notifications.h"
+#include "core/platform_services.h"
 
 #include <cstdio>
 
@@ -24,7 +24,7 @@ Notifier& Notifier::shared()
 
 bool Notifier::isAvailable() const
 {
-    return DesktopNotifications::isServiceAvailable();
+    return platformServices().notificationsAvailable();
 }
 
 void Notifier::post(const QString& title, const QString& body)
@@ -37,7 +37,16 @@ void Notifier::post(const QString& title, const QString& body)
         logLine(QStringLiteral("Pulsebar notification: %1 — %2").arg(title, body));
         return;
     }
-    DesktopNotifications::show(title, body);
+    platformServices().showNotification(title, body, {}, {});
+}
+
+void Notifier::post(const Notification& notification, const NotificationAction& action)
+{
+    if (!isAvailable()) {
+        post(notification);
+        return;
+    }
+    platformServices().showNotification(notification.title, notification.body, action.title, action.run);
 }
 
 } // namespace pulsebar

@@ -69,6 +69,7 @@ void AppDelegate::applicationDidFinishLaunching()
         const auto [title, body] = platformServices().noTrayAdvice();
         Notifier::shared().post(title, body);
     };
+    askOnceToStartAtLogin();
     QPointer<StatusItemController> items(m_statusItems.get());
     m_hub->onTick = [items] {
         if (items)
@@ -143,6 +144,27 @@ void AppDelegate::keepAwakeChanged()
     }
     m_keepAwakeWasActive = active;
     m_statusItems->refresh();
+}
+
+// The first start offers, once, to start at every login; the answer can change later in Settings.
+void AppDelegate::askOnceToStartAtLogin()
+{
+    Preferences& preferences = m_settings.preferences();
+    if (preferences.value(startAtLoginAskedKey).toBool())
+        return;
+    preferences.setValue(startAtLoginAskedKey, true);
+    if (platformServices().startsAtLogin())
+        return;
+    const QString executable = QCoreApplication::applicationFilePath();
+    Notifier::shared().post(
+        Notification{QStringLiteral("Start Pulsebar when you log in?"),
+                     QStringLiteral("Pulsebar can start by itself each time you log in. You can change this later "
+                                    "in Settings › General.")},
+        NotificationAction{QStringLiteral("Start at Login"), [executable] {
+                               const QString error = platformServices().setStartsAtLogin(true, executable);
+                               if (!error.isEmpty())
+                                   Notifier::shared().post(QStringLiteral("Pulsebar"), error);
+                           }});
 }
 
 void AppDelegate::openSettings()

@@ -27,6 +27,7 @@ QString hoursMinutes(int minutes);                      // 1:35, 0:05
 QString temperature(TempUnit unit, std::optional<double> celsius, int decimals); // 23°, 297 K, "—" when absent
 QString wind(WindUnit unit, double kmh);                // 18 km/h, 11 mph, 5 m/s, 10 kn
 QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone); // locale short time, "—" when absent
+QString dateTime(const std::optional<QDateTime>& date, const QTimeZone& timeZone); // locale short date and time
 QString compass(double degrees);                        // N, NNE, NE, … the nearest of 16 points
 
 } // namespace pulsebar::Fmt

@@ -40,8 +40,10 @@ PlatformServices linuxPlatformServices()
     services.executablePath = runningExecutable;
     services.nameCurrentThread = nameCurrentThread;
     services.notificationsAvailable = DesktopNotifications::isServiceAvailable;
-    services.showNotification = [](const QString& title, const QString& body, const QString&,
-                                   const std::function<void()>&) { DesktopNotifications::show(title, body); };
+    services.showNotification = [](const QString& title, const QString& body, const QString& buttonTitle,
+                                   const std::function<void()>& chosen) {
+        DesktopNotifications::show(title, body, {buttonTitle, chosen});
+    };
     services.startAtLoginLocation = Autostart::entryPath;
     services.startsAtLogin = Autostart::isEnabled;
     services.setStartsAtLogin = Autostart::setEnabled;
