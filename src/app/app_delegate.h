@@ -10,6 +10,8 @@
 
 namespace pulsebar {
 
+class MetricsExporter;
+
 // The tray application: owns the hub and everything shown on screen, and tears them down in order.
 class StatusItemController;
 struct HotKeyAction;
@@ -28,6 +30,8 @@ public:
 
     Hub& hub() { return *m_hub; }
     StatusItemController* statusItems() { return m_statusItems.get(); }
+    // The Prometheus exporter; it serves only while the preferences turn it on.
+    MetricsExporter* metrics() { return m_metrics.get(); }
 
     // The process-wide way to open the settings window (panels and menus use it); it holds the
     // delegate weakly and does nothing once the delegate is gone.
@@ -37,6 +41,7 @@ private:
     void configurationChanged(const Config& oldConfig, const Config& newConfig);
     void hotKeyTriggered(const HotKeyAction& action);
     void keepAwakeChanged();
+    void startMetrics();
     void showSettings();
 
     static inline QPointer<AppDelegate> s_settingsHandler;
@@ -44,6 +49,7 @@ private:
     AppSettings& m_settings;
     std::unique_ptr<Hub> m_hub;
     std::unique_ptr<StatusItemController> m_statusItems;
+    std::unique_ptr<MetricsExporter> m_metrics;
     bool m_keepAwakeWasActive = false;
 };
 
