@@ -25,10 +25,12 @@ Hub::Hub(AppSettings& settings, QObject* parent)
       processes(std::make_unique<LinuxProcessReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
       gpu(std::make_unique<LinuxGPUReader>(RootedFileReader::fromEnvironment())),
       disks(std::make_unique<LinuxDiskReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
-      sensors(systemSensorSource()), battery(systemBatteryReader()), m_settings(settings),
+      sensors(systemSensorSource()), battery(systemBatteryReader()), astronomy([this] { return now(); }),
+      m_settings(settings),
       m_keepAwake(std::make_unique<LogindPowerAssertions>()), m_insights(std::make_unique<InsightEngine>(*this))
 {
     network.now = [this] { return now(); };
+    weather.now = [this] { return now(); };
 }
 
 Hub::~Hub() = default;
@@ -86,7 +88,11 @@ void Hub::tick()
     network.sample();
     sensors.sample();
     battery.sample();
-    // Connected devices, calendar events, weather and sky are polled here once those services exist.
+    // Connected devices and calendar events are polled here once those services exist.
+    if (usesWeather(config)) {
+        weather.refreshIfNeeded(config.weatherLocation, false);
+        astronomy.update(weather.location());
+    }
     if (!m_isHeadless)
         rules().evaluate(time);
     m_insights->evaluate(time);
@@ -151,8 +157,20 @@ std::optional<double> Hub::menubarTemperature() const
     return battery.temperature;
 }
 
+bool Hub::usesWeather(const Config& config)
+{
+    return std::any_of(config.modules.begin(), config.modules.end(), [](const ModuleConfig& m) {
+        return m.enabled
+               && (m.kind == ModuleKind::combined || m.kind == ModuleKind::weather || m.kind == ModuleKind::astronomy);
+    });
+}
+
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
+    if (oldConfig.weatherLocation != newConfig.weatherLocation) {
+        weather.refreshIfNeeded(newConfig.weatherLocation, true);
+        astronomy.update(weather.location());
+    }
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
         reschedule();
     if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks

@@ -293,6 +293,16 @@ QString toolTip(ModuleKind kind, const MenuBarReadings& readings, const Config& 
 {
     if (const auto reason = unavailableReason(kind, readings))
         return *reason;
+    // The weather and sun items say in words what their symbol shows.
+    if (kind == ModuleKind::weather)
+        return readings.weather ? readings.weather->description + QStringLiteral(", ") +
+                                      temperature(config, readings.weather->temperature)
+                                : QStringLiteral("Waiting for the first weather report");
+    if (kind == ModuleKind::astronomy)
+        return readings.nextSunEvent
+                   ? (readings.nextSunEvent->isSunrise ? QStringLiteral("Sunrise at ") : QStringLiteral("Sunset at ")) +
+                         timeText(readings.nextSunEvent->time)
+                   : QStringLiteral("No sunrise or sunset ahead");
     return lines(kind, readings, config).join(QLatin1Char('\n'));
 }
 
@@ -340,6 +350,10 @@ MenuBarReadings MenuBarReadings::from(const Hub& hub)
     r.memoryUsed = hub.memory.usedPercent();
     if (const auto startup = hub.disks.startupVolume())
         r.startupDiskUsed = startup->usedPercent();
+    if (const auto& report = hub.weather.report())
+        r.weather = Weather{report->current.symbol(), report->current.temperature, report->current.description()};
+    if (const auto sun = hub.astronomy.nextSunEvent(r.now))
+        r.nextSunEvent = SunEvent{sun->isSunrise, sun->time};
     return r;
 }
 

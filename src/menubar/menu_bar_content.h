@@ -50,6 +50,7 @@ struct MenuBarReadings {
     struct Weather {
         QString symbol; // for the current code, by day or night
         double temperature = 0; // °C
+        QString description{};  // "Partly Cloudy", for the tooltip
     };
     std::optional<Weather> weather; // absent before the first report
 

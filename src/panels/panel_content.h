@@ -42,6 +42,11 @@ PanelModel disks(const PanelSnapshot& s, const Config& config);
 PanelModel network(const PanelSnapshot& s, const Config& config);
 PanelModel sensors(const PanelSnapshot& s, const Config& config);
 PanelModel battery(const PanelSnapshot& s, const Config& config);
+PanelModel weather(const PanelSnapshot& s, const Config& config);
+PanelModel astronomy(const PanelSnapshot& s, const Config& config);
+
+// The weather tile: symbol, temperature, conditions and place, or the state's heading before a report.
+std::optional<PanelRow> weatherTile(const PanelSnapshot& s, const Config& config);
 
 // A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
 PanelRow processRow(const ProcessSample& process, const QString& figure);
