@@ -316,7 +316,7 @@ void writeBattery(MetricsWriter& w, const Hub& hub)
         w.sample(*health / 100);
     }
     if (battery.cycleCount) {
-        w.family("pulsebar_battery_cycle_count", Type::gauge, "Charge cycles the battery reports.");
+        w.family("pulsebar_battery_cycles", Type::gauge, "Charge cycles the battery reports.");
         w.sample(*battery.cycleCount);
     }
 }

@@ -106,6 +106,7 @@ TEST(Prometheus, PromtoolAcceptsTheExposition)
 {
     FixtureHub fixture;
     fixture.hub->startHeadless();
+    fixture.hub->sensors.awaitDiscovery(10000);
     fixture.advance();
     fixture.hub->tick();
     const QByteArray text = MetricsExposition::render(*fixture.hub, MetricsFormat::prometheusText);
@@ -117,13 +118,14 @@ TEST(Prometheus, PromtoolAcceptsTheExposition)
         EXPECT_TRUE(text.contains(series)) << series << "\n" << text.constData();
 
     QProcess promtool;
+    promtool.setProcessChannelMode(QProcess::MergedChannels);
     promtool.start("promtool", {"check", "metrics"});
     ASSERT_TRUE(promtool.waitForStarted());
     promtool.write(text);
     promtool.closeWriteChannel();
     ASSERT_TRUE(promtool.waitForFinished(30000));
     EXPECT_EQ(promtool.exitCode(), 0);
-    EXPECT_EQ(promtool.readAll(), QByteArray()) << text.constData(); // no lint problem either
+    EXPECT_EQ(promtool.readAll().toStdString(), ""); // no lint problem either
 }
 
 TEST(Prometheus, ScrapesEverySecondAndAgreesWithTheMcpToolsOfTheSameTick)
@@ -181,7 +183,7 @@ scrape_configs:
     std::set<double> compared;
     std::set<double> cpuSeen;
     test::waitUntil([&] {
-        const QJsonArray series = query(network, prometheusPort, QStringLiteral("{job=\"pulsebar\",__name__=~\"pulsebar_.+\"}"));
+        const QJsonArray series = query(network, prometheusPort, QStringLiteral("{job=\"pulsebar\",__name__=~\"pulsebar_.*\"}"));
         std::map<QString, std::vector<QJsonObject>> byName;
         for (const QJsonValue& s : series)
             byName[s["metric"]["__name__"].toString()].push_back(s.toObject());
@@ -214,6 +216,18 @@ scrape_configs:
     }, 60000);
     EXPECT_GE(compared.size(), 3u);
     EXPECT_GE(cpuSeen.size(), 2u); // the ticks compared differed, so the match is of the same tick
+
+    // Every query of the fleet dashboard is valid and finds this computer's series.
+    const QJsonObject dashboard =
+        QJsonDocument::fromJson(test::readFile(test::fixture("../../docs/grafana-dashboard.json"))).object();
+    int queries = 0;
+    for (const QJsonValue& panel : dashboard["panels"].toArray())
+        for (const QJsonValue& target : panel["targets"].toArray()) {
+            const QString expr = target["expr"].toString().replace("$instance", ".*").replace("$__rate_interval", "10s");
+            EXPECT_FALSE(query(network, prometheusPort, expr).isEmpty()) << expr.toStdString();
+            ++queries;
+        }
+    EXPECT_GE(queries, 8);
     prometheus.terminate();
     prometheus.waitForFinished(10000);
 }
