@@ -6,6 +6,8 @@
 #include "menubar/hot_key_center.h"
 #include "menubar/status_item_controller.h"
 #include "metrics/metrics_exporter.h"
+#include "settings/settings_window.h"
+#include "platform/linux/autostart.h"
 #include "platform/linux/single_instance.h"
 #include "platform/linux/tray_desktop.h"
 
@@ -15,10 +17,11 @@
 
 #include <cstdio>
 
+
 namespace pulsebar {
 
 AppDelegate::AppDelegate(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings), m_hub(std::make_unique<Hub>(settings))
+    : QObject(parent), m_settings(settings), m_hub(std::make_unique<Hub>(settings, systemReaders()))
 {
 }
 
@@ -68,6 +71,7 @@ void AppDelegate::applicationDidFinishLaunching()
         const auto [title, body] = TrayDesktop::noTrayAdvice(TrayDesktop::currentDesktop());
         Notifier::shared().post(title, body);
     };
+    askOnceToStartAtLogin();
     QPointer<StatusItemController> items(m_statusItems.get());
     m_hub->onTick = [items] {
         if (items)
@@ -161,6 +165,27 @@ void AppDelegate::keepAwakeChanged()
     m_statusItems->refresh();
 }
 
+// The first start offers, once, to start at every login; the answer can change later in Settings.
+void AppDelegate::askOnceToStartAtLogin()
+{
+    Preferences& preferences = m_settings.preferences();
+    if (preferences.value(startAtLoginAskedKey).toBool())
+        return;
+    preferences.setValue(startAtLoginAskedKey, true);
+    if (Autostart::isEnabled())
+        return;
+    const QString executable = QCoreApplication::applicationFilePath();
+    Notifier::shared().post(
+        Notification{QStringLiteral("Start Pulsebar when you log in?"),
+                     QStringLiteral("Pulsebar can start by itself each time you log in. You can change this later "
+                                    "in Settings › General.")},
+        NotificationAction{QStringLiteral("Start at Login"), [executable] {
+                               const QString error = Autostart::setEnabled(true, executable);
+                               if (!error.isEmpty())
+                                   Notifier::shared().post(QStringLiteral("Pulsebar"), error);
+                           }});
+}
+
 void AppDelegate::openSettings()
 {
     if (s_settingsHandler)
@@ -169,8 +194,19 @@ void AppDelegate::openSettings()
 
 void AppDelegate::showSettings()
 {
-    // The settings window is built with the panels; until then the tray menu and hot keys lead here.
-    std::fprintf(stderr, "pulsebar: the settings window is not part of this build yet.\n");
+    if (!m_settingsWindow) {
+        QPointer<AppDelegate> self(this);
+        SettingsContext context{m_settings, Notifier::shared(), &HotKeyCenter::shared()};
+        context.sensors = [self] { return self ? self->m_hub->sensors.sensors : std::vector<Sensor>{}; };
+        context.readings = [self] { return self ? HubSnapshot::of(*self->m_hub) : HubSnapshot{}; };
+        context.history = [self] { return self ? self->m_hub->history.get() : nullptr; };
+        context.trayLookChanged = [self] {
+            if (self && self->m_statusItems)
+                self->m_statusItems->applyTrayPreferences();
+        };
+        m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
+    }
+    m_settingsWindow->present();
 }
 
 } // namespace pulsebar

@@ -13,6 +13,7 @@ namespace pulsebar {
 class MetricsExporter;
 
 // The tray application: owns the hub and everything shown on screen, and tears them down in order.
+class SettingsWindow;
 class StatusItemController;
 struct HotKeyAction;
 
@@ -32,10 +33,15 @@ public:
     StatusItemController* statusItems() { return m_statusItems.get(); }
     // The Prometheus exporter; it serves only while the preferences turn it on.
     MetricsExporter* metrics() { return m_metrics.get(); }
+    // Created on the first openSettings() and kept; null before.
+    SettingsWindow* settingsWindow() { return m_settingsWindow.get(); }
 
     // The process-wide way to open the settings window (panels and menus use it); it holds the
     // delegate weakly and does nothing once the delegate is gone.
     static void openSettings();
+
+    // Set in the preferences once the first start has asked whether to start at login.
+    static inline const QString startAtLoginAskedKey = QStringLiteral("startAtLogin.asked");
 
 private:
     void configurationChanged(const Config& oldConfig, const Config& newConfig);
@@ -43,6 +49,7 @@ private:
     void keepAwakeChanged();
     void startMetrics();
     void showSettings();
+    void askOnceToStartAtLogin();
 
     static inline QPointer<AppDelegate> s_settingsHandler;
 
@@ -50,6 +57,7 @@ private:
     std::unique_ptr<Hub> m_hub;
     std::unique_ptr<StatusItemController> m_statusItems;
     std::unique_ptr<MetricsExporter> m_metrics;
+    std::unique_ptr<SettingsWindow> m_settingsWindow; // reads the hub and the items: goes first
     bool m_keepAwakeWasActive = false;
 };
 

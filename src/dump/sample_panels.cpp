@@ -38,10 +38,10 @@ Sensor sensor(const char* key, const char* name, SensorGroup group, SensorKind k
 
 PanelSnapshot samplePanelSnapshot(const SampleState& state)
 {
-    const MenuBarReadings& r = state.readings;
+    const HubSnapshot& r = state.readings;
     const bool busy = r.cpuUser > 50;
     PanelSnapshot s;
-    s.now = r.now;
+    s.now = r.time;
 
     auto& c = s.cpu;
     c.brand = QStringLiteral("AMD Ryzen 7 7840U w/ Radeon 780M Graphics");
@@ -76,8 +76,8 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     m.pageOutsRate = busy ? 0.8e6 : 0;
     m.pressureTrail = wave(r.memoryPressure, 4);
 
-    if (r.hasGPU)
-        s.gpus.push_back({QStringLiteral("AMD Radeon 780M"), std::nullopt, r.gpuUtilization, 1.4 * gib, r.gpuHistory});
+    if (r.gpuUtilization)
+        s.gpus.push_back({QStringLiteral("AMD Radeon 780M"), std::nullopt, *r.gpuUtilization, 1.4 * gib, r.gpuHistory});
 
     const double load = busy ? 1 : 0.05;
     const std::vector<ProcessSample> processes{
@@ -99,7 +99,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     s.topByMemory = top([](const ProcessSample& p) { return p.memory; });
     s.topByDisk = top([](const ProcessSample& p) { return p.diskTotal(); });
 
-    const double startupUsed = r.startupDiskUsed.value_or(0) / 100;
+    const double startupUsed = (r.startupVolume ? r.startupVolume->usedPercent().value_or(0) : 0) / 100;
     s.disks.volumes = {
         {QStringLiteral("/"), QStringLiteral("/"), 1000e9, 1000e9 * (1 - startupUsed), 1000e9 * (1 - startupUsed), false,
          true, true},
@@ -146,7 +146,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     }
 
     auto& sn = s.sensors;
-    const double t = r.temperature.value_or(45);
+    const double t = r.menubarTemperature.value_or(45);
     sn.sensors = {
         sensor("k10temp/temp1", "CPU Package", SensorGroup::cpu, SensorKind::temperature, t, t + 6),
         sensor("k10temp/temp3", "CPU Die", SensorGroup::cpu, SensorKind::temperature, t - 3, t + 4),
@@ -168,14 +168,14 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
         if (count > 0)
             sn.summaries[group] = {sum / count, maximum};
     }
-    if (r.fanRpm) {
-        sn.fans = {{0, *r.fanRpm, 1200, 6800}};
-        sn.fanTrail = wave(*r.fanRpm, 300);
+    if (r.fastestFanRpm) {
+        sn.fans = {{0, *r.fastestFanRpm, 1200, 6800}};
+        sn.fanTrail = wave(*r.fastestFanRpm, 300);
     }
-    sn.menubarTemperature = r.temperature;
+    sn.menubarTemperature = r.menubarTemperature;
 
     auto& b = s.battery;
-    b.present = r.hasBattery;
+    b.present = r.batteryPresent;
     if (b.present) {
         b.percent = r.batteryPercent;
         b.isCharging = r.batteryCharging;
@@ -198,6 +198,17 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
         b.accessories = {{QStringLiteral("MX Master 3"), 72}, {QStringLiteral("WH-1000XM4"), 12}};
         b.trail = wave(r.batteryPercent, 2, 60);
     }
+
+    // Two saved speed tests; the busy machine is running a third, the offline one failed.
+    const QDateTime tested = QDateTime::fromSecsSinceEpoch(qint64(r.time), QTimeZone::utc());
+    s.speedTests.results = {
+        {tested.addSecs(-2 * 3600), 61.2e6, 5.4e6, 842, 18, QStringLiteral("wlp1s0"), 1.38e9},
+        {tested.addDays(-3), 48.9e6, 4.9e6, 412, 23, QStringLiteral("wlp1s0"), 1.1e9},
+    };
+    if (busy)
+        s.speedTests.state = {SpeedTest::State::Kind::running, tested.addSecs(-7), {}};
+    else if (r.internetReachable == false)
+        s.speedTests.state = {SpeedTest::State::Kind::failed, {}, QStringLiteral("The test failed. Check your connection.")};
 
     s.keepAwake = busy ? PanelSnapshot::KeepAwake{true, QStringLiteral("Until turned off")}
                        : PanelSnapshot::KeepAwake{false, QStringLiteral("Off")};
@@ -222,7 +233,7 @@ HistorySeries sampleHistory(const SampleState& state, const std::vector<HistoryM
         return series;
     const HistoryRangeShape shape = historyRangeShape(range);
     series.bucket = double(shape.width);
-    const auto now = int64_t(state.readings.now);
+    const auto now = int64_t(state.readings.time);
     const int64_t first = (now - shape.span) / shape.width * shape.width + shape.width;
     const int count = int((now - first) / shape.width) + 1;
     const int sleepFrom = count * 55 / 100;
