@@ -230,11 +230,11 @@ void writeMemory(MetricsWriter& w, const Hub& hub)
 void writeDisks(MetricsWriter& w, const Hub& hub)
 {
     const DiskMonitor& disks = hub.disks;
-    if (disks.lastBytes) {
+    if (const std::optional<DiskBytes>& total = disks.totalBytes()) {
         w.family("pulsebar_disk_read_bytes", Type::counter, "Bytes read from the physical disks, as the kernel counts them.");
-        w.sample(double(disks.lastBytes->read));
+        w.sample(double(total->read));
         w.family("pulsebar_disk_written_bytes", Type::counter, "Bytes written to the physical disks, as the kernel counts them.");
-        w.sample(double(disks.lastBytes->write));
+        w.sample(double(total->write));
     }
     if (disks.volumes.empty())
         return;

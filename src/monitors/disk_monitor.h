@@ -84,6 +84,8 @@ public:
     void scanVolumes(bool includeNetwork, bool includeRemovable);
     // More than volumeScanInterval since the last scan, or no volume listed.
     bool volumeScanDue(double time) const;
+    // The physical disks' cumulative byte counters at the last sample, as the kernel counts them.
+    const std::optional<DiskBytes>& totalBytes() const { return m_lastBytes; }
     // When the volumes were last listed (the monitor's clock).
     double lastVolumeScan() const { return m_lastVolumeScan; }
 

@@ -88,9 +88,9 @@ TEST(DiskMonitor, ActivitySumsPhysicalDisksAndADetachedDiskGivesZero)
     DiskMonitor disks(std::make_unique<LinuxDiskReader>(root.sysfs(), capacities.probe()), clock.function());
     disks.sampleActivity();
     // sda, nvme0n1 and sdb; not the partition sda1, nor loop0 or dm-0.
-    const DiskBytes bytes = LinuxDiskReader(root.sysfs(), capacities.probe()).readBytes();
-    EXPECT_EQ(bytes.read, (2000u + 4000 + 1000) * 512);
-    EXPECT_EQ(bytes.write, (1000u + 8000) * 512);
+    ASSERT_TRUE(disks.totalBytes());
+    EXPECT_EQ(disks.totalBytes()->read, (2000u + 4000 + 1000) * 512);
+    EXPECT_EQ(disks.totalBytes()->write, (1000u + 8000) * 512);
     EXPECT_EQ(disks.readRate, 0);
     EXPECT_TRUE(disks.readHistory.isEmpty());
 
