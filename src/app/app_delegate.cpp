@@ -204,6 +204,7 @@ void AppDelegate::showSettings()
             if (self && self->m_statusItems)
                 self->m_statusItems->applyTrayPreferences();
         };
+        context.metrics = m_metrics.get();
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }
     m_settingsWindow->present();

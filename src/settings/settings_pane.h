@@ -21,6 +21,7 @@ namespace pulsebar {
 
 class HistoryStore;
 class HotKeyCenter;
+class MetricsExporter;
 class Notifier;
 
 // What the panes read and change besides the configuration. The live sources are functions so the
@@ -34,6 +35,7 @@ struct SettingsContext {
     std::function<HubSnapshot()> readings;        // what the menu-bar previews show
     std::function<HistoryStore*()> history;           // the open history store, if any
     std::function<void()> trayLookChanged;            // the tray redraws: new palette or tray preferences
+    MetricsExporter* metrics = nullptr;               // the running exporter, told of its preferences' changes
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new
@@ -57,6 +59,9 @@ protected:
     QVBoxLayout* column() const { return m_column; }
     QFormLayout* addSection(const QString& heading);
     QLabel* addNote(const QString& text, QLayout* into = nullptr);
+    // A red, wrapping line under a field for what is wrong with it; hidden until it has a text.
+    QLabel* addErrorLine(QFormLayout* form, const QString& objectName);
+    static void showErrorLine(QLabel* line, const QString& error);
     void finish();
 
     // A combo box of fixed choices, an entry per title, named for tests and screen readers.
