@@ -19,9 +19,9 @@ public:
 };
 
 // A busy desktop: 400 processes, a handful of them keeping a core busy.
-LiveState busyDesktop()
+HubSnapshot busyDesktop()
 {
-    LiveState s;
+    HubSnapshot s;
     s.cpuUser = 65;
     s.cpuSystem = 12;
     s.memoryPressureLevel = MemoryPressureLevel::warning;
@@ -46,7 +46,7 @@ struct BenchHub {
     QTemporaryDir dir;
     Preferences preferences{dir.path() + "/preferences.json"};
     AppSettings settings{preferences};
-    Hub hub{settings};
+    Hub hub{settings, systemReaders()};
     SilentNotifier notifier;
 };
 
@@ -57,7 +57,7 @@ static void BM_InsightEvaluate(benchmark::State& state)
 {
     BenchHub fixture;
     InsightEngine engine(fixture.hub, fixture.notifier);
-    const LiveState live = busyDesktop();
+    const HubSnapshot live = busyDesktop();
     const Config config;
     double now = 0;
     for (auto _ : state) {
@@ -72,7 +72,7 @@ static void BM_RulesEvaluate(benchmark::State& state)
 {
     BenchHub fixture;
     RuleEngine engine(fixture.hub, 0, fixture.notifier);
-    const LiveState live = busyDesktop();
+    const HubSnapshot live = busyDesktop();
     Config config;
     config.events = EventToggles{true, true, true, true, true, true};
     double now = 10;

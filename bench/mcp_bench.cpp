@@ -81,7 +81,7 @@ struct WarmServer {
     const bool history = fillHistory(home.path() + "/data");
     Preferences preferences{home.path() + "/preferences.json"};
     AppSettings settings{preferences};
-    Hub hub{settings};
+    Hub hub{settings, systemReaders()};
     std::size_t written = 0;
     MCPServer server{hub, [this](const QByteArray& line) { written += std::size_t(line.size()); }};
 

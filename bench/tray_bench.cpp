@@ -37,23 +37,23 @@ public:
     long updates = 0;
 };
 
-MenuBarReadings readings(double level)
+HubSnapshot readings(double level)
 {
-    MenuBarReadings r;
-    r.now = 1773481260 + level;
+    HubSnapshot r;
+    r.time = 1773481260 + level;
     r.cpuUser = level;
     r.cpuSystem = level / 4;
     for (int i = 0; i < 120; ++i)
         r.cpuHistory.push_back(std::fmod(level + i * 7, 100));
     r.memoryPressure = level / 2;
     r.memoryUsed = 30 + level / 2;
-    r.startupDiskUsed = 40 + level / 10;
+    r.startupVolume = LiveVolume{100, 60 - level / 10};
     r.internetReachable = true;
     r.upload = 1000 * level;
     r.download = 50000 * level;
     r.uploadHistory = r.downloadHistory = std::vector<double>(120, 1000 * level);
-    r.temperature = 40 + level / 3;
-    r.hasBattery = true;
+    r.menubarTemperature = 40 + level / 3;
+    r.batteryPresent = true;
     r.batteryPercent = level;
     r.sensorsReady = true;
     return r;
@@ -77,10 +77,10 @@ struct Fixture {
     QTemporaryDir dir;
     Preferences preferences{dir.path() + "/preferences.json"};
     AppSettings settings{preferences};
-    Hub hub{settings};
+    Hub hub{settings, systemReaders()};
     CountingHost* host = nullptr;
     std::unique_ptr<StatusItemController> items;
-    MenuBarReadings current;
+    HubSnapshot current;
 };
 
 } // namespace
@@ -98,7 +98,7 @@ BENCHMARK(BM_TrayRefreshNothingChanged);
 static void BM_TrayRefreshEverythingChanged(benchmark::State& state)
 {
     Fixture f;
-    const MenuBarReadings a = readings(20), b = readings(73);
+    const HubSnapshot a = readings(20), b = readings(73);
     bool flip = false;
     for (auto _ : state) {
         f.current = (flip = !flip) ? a : b;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agents/config_edit.h"
+#include "agents/config_error.h"
 #include "core/enum_names.h"
 
 #include <QJsonObject>
@@ -11,14 +13,10 @@
 
 namespace pulsebar {
 
-// A failure of add or remove, told to the user as one finished sentence.
-struct ConfigError {
-    QString errorDescription;
-    // What the user can copy and apply by hand instead (the JSON snippet or the shell command); may be empty.
-    QString offeredText;
-};
-
 // One agent application that can launch Pulsebar's MCP server, and the file (or command) that tells it how.
+// The --agents command and the settings window's agent list both work through this: status(), add()
+// and remove() per client, `detail` to show after adding, and snippet() to offer when a file cannot be
+// edited (ConfigError carries the same text, with the sentence that says why).
 class AgentClient {
 public:
     struct Config {
@@ -58,8 +56,10 @@ public:
     void add() const;    // throws ConfigError
     void remove() const; // throws ConfigError
 
-    QJsonObject entry() const;   // the server object written under "pulsebar"
-    QString snippet() const;     // {key: {"pulsebar": entry}}, for pasting by hand
+    QJsonObject entry() const;   // the server object written under "pulsebar" in a JSON file
+    // What to paste by hand: {key: {"pulsebar": entry}} for a JSON file, the TOML table for Codex,
+    // the shell command for a command-kind client.
+    QString snippet() const;
     static QString command();    // the shell command that sets up the command-kind client
     static QString tomlTable();  // the three-line table of the toml-kind client
 
@@ -69,10 +69,7 @@ public:
 private:
     QString configPath() const { return expand(config.path); }
     std::optional<QByteArray> read() const; // nullopt when there is no file
-    void write(const QByteArray& contents) const;
-    QJsonObject readJson() const;
-    void addJson() const;
-    void removeJson() const;
+    void apply(const ConfigEdit& edit) const;
 };
 
 template <> struct EnumNames<AgentClient::StatusCase> {

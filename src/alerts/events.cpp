@@ -15,7 +15,7 @@ bool isKnown(const std::optional<QString>& text)
 
 } // namespace
 
-EventState EventState::from(const LiveState& state)
+EventState EventState::from(const HubSnapshot& state)
 {
     EventState s;
     s.batteryPresent = state.batteryPresent;
@@ -29,7 +29,7 @@ EventState EventState::from(const LiveState& state)
     return s;
 }
 
-std::vector<Notification> eventAnnouncements(const EventState& before, const EventState& now, const LiveState& state,
+std::vector<Notification> eventAnnouncements(const EventState& before, const EventState& now, const HubSnapshot& state,
                                              const EventToggles& toggles, const QString& pingHost)
 {
     std::vector<Notification> out;

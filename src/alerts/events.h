@@ -1,6 +1,6 @@
 #pragma once
 
-#include "alerts/live_state.h"
+#include "hub/hub_snapshot.h"
 #include "alerts/notifier.h"
 #include "core/config.h"
 
@@ -23,12 +23,12 @@ struct EventState {
     bool operator==(const EventState&) const = default;
 
     // Charged is the system's own verdict, or a full battery on the charger.
-    static EventState from(const LiveState& state);
+    static EventState from(const HubSnapshot& state);
 };
 
 // The announcements for the change from `before` to `now`, in a fixed order, only for the events
 // switched on in `toggles`. `state` supplies the figures quoted in the bodies.
-std::vector<Notification> eventAnnouncements(const EventState& before, const EventState& now, const LiveState& state,
+std::vector<Notification> eventAnnouncements(const EventState& before, const EventState& now, const HubSnapshot& state,
                                              const EventToggles& toggles, const QString& pingHost);
 
 } // namespace pulsebar

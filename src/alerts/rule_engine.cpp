@@ -31,10 +31,10 @@ RuleEngine::RuleEngine(const Hub& hub, double startedAt, Notifier& notifier)
 
 void RuleEngine::evaluate(double now)
 {
-    evaluate(LiveState::from(m_hub), m_hub.settings().config(), now);
+    evaluate(HubSnapshot::of(m_hub), m_hub.settings().config(), now);
 }
 
-void RuleEngine::evaluate(const LiveState& state, const Config& config, double now)
+void RuleEngine::evaluate(const HubSnapshot& state, const Config& config, double now)
 {
     if (now - m_startedAt <= startupSilenceSeconds)
         return;
@@ -42,7 +42,7 @@ void RuleEngine::evaluate(const LiveState& state, const Config& config, double n
     evaluateEvents(state, config);
 }
 
-void RuleEngine::evaluateRules(const LiveState& state, const Config& config, double now)
+void RuleEngine::evaluateRules(const HubSnapshot& state, const Config& config, double now)
 {
     for (const Rule& rule : config.rules) {
         if (!rule.enabled) {
@@ -66,7 +66,7 @@ void RuleEngine::evaluateRules(const LiveState& state, const Config& config, dou
     }
 }
 
-void RuleEngine::evaluateEvents(const LiveState& state, const Config& config)
+void RuleEngine::evaluateEvents(const HubSnapshot& state, const Config& config)
 {
     const EventState current = EventState::from(state);
     if (m_previous) {
@@ -76,7 +76,7 @@ void RuleEngine::evaluateEvents(const LiveState& state, const Config& config)
     m_previous = current;
 }
 
-std::optional<double> RuleEngine::value(RuleMetric metric, const LiveState& state)
+std::optional<double> RuleEngine::value(RuleMetric metric, const HubSnapshot& state)
 {
     switch (metric) {
     case RuleMetric::cpu:

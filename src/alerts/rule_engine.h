@@ -1,7 +1,7 @@
 #pragma once
 
 #include "alerts/events.h"
-#include "alerts/live_state.h"
+#include "hub/hub_snapshot.h"
 #include "core/config.h"
 
 #include <QSet>
@@ -26,10 +26,10 @@ public:
 
     // One tick: rules, then events, from the hub's live state and configuration.
     void evaluate(double now);
-    void evaluate(const LiveState& state, const Config& config, double now);
+    void evaluate(const HubSnapshot& state, const Config& config, double now);
 
     // The metric's current value in its unit; absent when the computer has no such reading.
-    static std::optional<double> value(RuleMetric metric, const LiveState& state);
+    static std::optional<double> value(RuleMetric metric, const HubSnapshot& state);
     static QString title(RuleMetric metric); // "CPU usage"
     static QString unit(RuleMetric metric);  // "%", "°C", "KB/s", "ms"
     // A whole number when there is no fraction, else one decimal: 80, 80.5, 80.0 for 79.96.
@@ -40,8 +40,8 @@ public:
     double startedAt() const { return m_startedAt; }
 
 private:
-    void evaluateRules(const LiveState& state, const Config& config, double now);
-    void evaluateEvents(const LiveState& state, const Config& config);
+    void evaluateRules(const HubSnapshot& state, const Config& config, double now);
+    void evaluateEvents(const HubSnapshot& state, const Config& config);
 
     const Hub& m_hub;
     Notifier& m_notifier;

@@ -5,6 +5,7 @@
 #include "core/unix_signals.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/status_item_controller.h"
+#include "settings/settings_window.h"
 #include "platform/linux/single_instance.h"
 #include "platform/linux/tray_desktop.h"
 
@@ -14,10 +15,11 @@
 
 #include <cstdio>
 
+
 namespace pulsebar {
 
 AppDelegate::AppDelegate(AppSettings& settings, QObject* parent)
-    : QObject(parent), m_settings(settings), m_hub(std::make_unique<Hub>(settings))
+    : QObject(parent), m_settings(settings), m_hub(std::make_unique<Hub>(settings, systemReaders()))
 {
 }
 
@@ -151,8 +153,19 @@ void AppDelegate::openSettings()
 
 void AppDelegate::showSettings()
 {
-    // The settings window is built with the panels; until then the tray menu and hot keys lead here.
-    std::fprintf(stderr, "pulsebar: the settings window is not part of this build yet.\n");
+    if (!m_settingsWindow) {
+        QPointer<AppDelegate> self(this);
+        SettingsContext context{m_settings, Notifier::shared(), &HotKeyCenter::shared()};
+        context.sensors = [self] { return self ? self->m_hub->sensors.sensors : std::vector<Sensor>{}; };
+        context.readings = [self] { return self ? HubSnapshot::of(*self->m_hub) : HubSnapshot{}; };
+        context.history = [self] { return self ? self->m_hub->history.get() : nullptr; };
+        context.trayLookChanged = [self] {
+            if (self && self->m_statusItems)
+                self->m_statusItems->applyTrayPreferences();
+        };
+        m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
+    }
+    m_settingsWindow->present();
 }
 
 } // namespace pulsebar

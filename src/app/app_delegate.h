@@ -11,6 +11,7 @@
 namespace pulsebar {
 
 // The tray application: owns the hub and everything shown on screen, and tears them down in order.
+class SettingsWindow;
 class StatusItemController;
 struct HotKeyAction;
 
@@ -28,6 +29,8 @@ public:
 
     Hub& hub() { return *m_hub; }
     StatusItemController* statusItems() { return m_statusItems.get(); }
+    // Created on the first openSettings() and kept; null before.
+    SettingsWindow* settingsWindow() { return m_settingsWindow.get(); }
 
     // The process-wide way to open the settings window (panels and menus use it); it holds the
     // delegate weakly and does nothing once the delegate is gone.
@@ -44,6 +47,7 @@ private:
     AppSettings& m_settings;
     std::unique_ptr<Hub> m_hub;
     std::unique_ptr<StatusItemController> m_statusItems;
+    std::unique_ptr<SettingsWindow> m_settingsWindow; // reads the hub and the items: goes first
     bool m_keepAwakeWasActive = false;
 };
 

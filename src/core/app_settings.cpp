@@ -20,9 +20,24 @@ void AppSettings::setConfig(const Config& config)
 {
     if (config == m_config)
         return;
+    m_preferences.setValue(configKey, config.toJson());
+    adopt(config);
+}
+
+void AppSettings::reload()
+{
+    const QJsonValue stored = m_preferences.value(configKey);
+    if (!stored.isObject())
+        return;
+    const Config config = Config::fromJson(stored.toObject());
+    if (config != m_config)
+        adopt(config);
+}
+
+void AppSettings::adopt(const Config& config)
+{
     const Config old = m_config;
     m_config = config;
-    m_preferences.setValue(configKey, m_config.toJson());
     // An observer may assign the config again or add observers, so it gets its own copy of the
     // record and the list is walked by index.
     const Config current = m_config;

@@ -24,6 +24,10 @@ public:
 
     const Config& config() const { return m_config; }
     void setConfig(const Config& config);
+    // Adopts the record stored in preferences when someone changed the file by hand; observers hear of it
+    // like of any change and nothing is written back. A file whose record is missing or damaged (half
+    // saved by an editor) is ignored, so the record in use is never replaced by defaults that way.
+    void reload();
 
     // Observers are never removed; an observer guards its own target (a QPointer capture).
     void addObserver(Observer observer);
@@ -37,6 +41,8 @@ public:
     static Config load(const Preferences& preferences);
 
 private:
+    void adopt(const Config& config);
+
     Preferences& m_preferences;
     std::vector<Observer> m_observers;
     Config m_config;

@@ -65,8 +65,10 @@ QString number(double value, int decimals)
 
 QString duration(double seconds)
 {
-    Q_ASSERT(std::isfinite(seconds));
-    const auto s = static_cast<int64_t>(seconds);
+    // Callers pass finite durations; anything else (or beyond a few thousand centuries) reads as
+    // none rather than being cast out of range.
+    constexpr double longest = 1e14;
+    const auto s = std::isfinite(seconds) ? static_cast<int64_t>(std::clamp(seconds, -longest, longest)) : 0;
     const int64_t d = s / 86400;
     const int64_t h = (s % 86400) / 3600;
     const int64_t m = (s % 3600) / 60;

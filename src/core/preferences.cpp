@@ -1,6 +1,7 @@
 #include "core/preferences.h"
 
 #include "core/paths.h"
+#include "core/private_files.h"
 #include "core/regular_file.h"
 
 #include <QDir>
@@ -52,9 +53,13 @@ bool Preferences::remove(const QString& key)
 
 bool Preferences::write(const QJsonObject& object)
 {
-    QDir().mkpath(QFileInfo(m_path).absolutePath());
+    const bool exists = QFileInfo::exists(m_path);
+    PrivateFiles::makeFolders(QFileInfo(m_path).absolutePath());
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly))
+        return false;
+    // A new file is the user's alone whatever the umask; an existing one keeps the mode it has.
+    if (!exists && !PrivateFiles::applyTo(file.handle(), PrivateFiles::fileMode))
         return false;
     file.write(QJsonDocument(object).toJson(QJsonDocument::Indented));
     return file.commit();

@@ -3,6 +3,7 @@
 #include "dump/panel_dump.h"
 #include "dump/sample_panels.h"
 #include "dump/sample_states.h"
+#include "dump/settings_pictures.h"
 #include "dump/tray_dump.h"
 #include "menubar/menu_bar_renderer.h"
 #include "menubar/symbols.h"
@@ -73,7 +74,7 @@ QImage strip(const SampleState& state, const Config& config, const MenuBarRender
 {
     std::vector<QImage> items;
     for (const ModuleConfig& module : config.modules) {
-        if (!module.enabled || (module.kind == ModuleKind::battery && !state.readings.hasBattery))
+        if (!module.enabled || (module.kind == ModuleKind::battery && !state.readings.batteryPresent))
             continue;
         items.push_back(MenuBarRenderer::image(MenuBarContent::parts(module, state.readings, config), state.monochrome,
                                                context));
@@ -118,7 +119,7 @@ QImage symbolSheet(const QStringList& names, const MenuBarRenderer::Context& con
     return out;
 }
 
-QString html(const std::vector<SampleState>& states, const QStringList& symbols)
+QString html(const std::vector<SampleState>& states, const QStringList& symbols, const QStringList& settingsFiles)
 {
     QString out = QStringLiteral(
         "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Pulsebar dump</title>\n"
@@ -152,6 +153,9 @@ QString html(const std::vector<SampleState>& states, const QStringList& symbols)
     out += QStringLiteral("<h2>symbols</h2>\n<p>Rows: tinted and palette on light, tinted and multicolour on "
                           "dark. Columns: %1</p>\n<p><img src=\"symbols.png\" alt=\"symbols\"></p>\n")
                .arg(symbols.join(QStringLiteral(", ")).toHtmlEscaped());
+    out += QStringLiteral("<h2>settings window</h2>\n");
+    for (const QString& file : settingsFiles)
+        out += QStringLiteral("<p><code>%1</code><br><img src=\"%1\" alt=\"%1\"></p>\n").arg(file);
     out += QStringLiteral("</body></html>\n");
     return out;
 }
@@ -201,7 +205,12 @@ int DebugDump::run(const std::optional<QString>& outputDirectory)
         }
         const QStringList symbols = Symbols::names();
         save(symbolSheet(symbols, {devicePixelRatio, false}), dir.filePath(QStringLiteral("symbols.png")));
-        writeText(dir.filePath(QStringLiteral("index.html")), html(states, symbols));
+        QStringList settingsFiles;
+        for (const auto& [name, image] : settingsPictures()) {
+            save(image, dir.filePath(name + QStringLiteral(".png")));
+            settingsFiles << name + QStringLiteral(".png");
+        }
+        writeText(dir.filePath(QStringLiteral("index.html")), html(states, symbols, settingsFiles));
         std::printf("%s\n", qPrintable(folder));
         return 0;
     } catch (const std::runtime_error& error) {

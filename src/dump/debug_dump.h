@@ -7,7 +7,8 @@
 namespace pulsebar {
 
 // Renders the menu-bar items for built-in sample states into image files: every module in every
-// display style per state, one strip per state with the default row of items, the symbol set, and an
+// display style per state, one strip per state with the default row of items, the symbol set, every
+// pane of the settings window in light and dark (settings-PANE.png, settings-PANE-dark.png), and an
 // index.html that shows them all. Needs a QApplication (the offscreen platform is enough).
 class DebugDump {
 public:

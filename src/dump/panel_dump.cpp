@@ -69,7 +69,7 @@ Live live()
 {
     // The user's own configuration (units, ping host, sensor choice), read and never written.
     AppSettings settings(Preferences::standard());
-    auto hub = std::make_shared<Hub>(settings);
+    auto hub = std::make_shared<Hub>(settings, systemReaders());
     hub->sensors.discoverNow();
     for (int tick = 0; tick < 3; ++tick) {
         if (tick > 0) {
@@ -83,7 +83,7 @@ Live live()
         hub->tick();
     }
     Live out;
-    out.state = {QStringLiteral("live"), MenuBarReadings::from(*hub), false,
+    out.state = {QStringLiteral("live"), HubSnapshot::of(*hub), false,
                  QApplication::palette().color(QPalette::Window).lightness() < 128};
     out.snapshot = PanelSnapshot::from(*hub);
     std::shared_ptr<HistoryStore> store = HistoryStore::openDefault(HistoryStore::Access::readOnly);

@@ -38,10 +38,10 @@ Sensor sensor(const char* key, const char* name, SensorGroup group, SensorKind k
 
 PanelSnapshot samplePanelSnapshot(const SampleState& state)
 {
-    const MenuBarReadings& r = state.readings;
+    const HubSnapshot& r = state.readings;
     const bool busy = r.cpuUser > 50;
     PanelSnapshot s;
-    s.now = r.now;
+    s.now = r.time;
 
     auto& c = s.cpu;
     c.brand = QStringLiteral("AMD Ryzen 7 7840U w/ Radeon 780M Graphics");
@@ -76,8 +76,8 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     m.pageOutsRate = busy ? 0.8e6 : 0;
     m.pressureTrail = wave(r.memoryPressure, 4);
 
-    if (r.hasGPU)
-        s.gpus.push_back({QStringLiteral("AMD Radeon 780M"), std::nullopt, r.gpuUtilization, 1.4 * gib, r.gpuHistory});
+    if (r.gpuUtilization)
+        s.gpus.push_back({QStringLiteral("AMD Radeon 780M"), std::nullopt, *r.gpuUtilization, 1.4 * gib, r.gpuHistory});
 
     const double load = busy ? 1 : 0.05;
     const std::vector<ProcessSample> processes{
@@ -99,7 +99,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     s.topByMemory = top([](const ProcessSample& p) { return p.memory; });
     s.topByDisk = top([](const ProcessSample& p) { return p.diskTotal(); });
 
-    const double startupUsed = r.startupDiskUsed.value_or(0) / 100;
+    const double startupUsed = (r.startupVolume ? r.startupVolume->usedPercent().value_or(0) : 0) / 100;
     s.disks.volumes = {
         {QStringLiteral("/"), QStringLiteral("/"), 1000e9, 1000e9 * (1 - startupUsed), 1000e9 * (1 - startupUsed), false,
          true, true},
@@ -146,7 +146,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     }
 
     auto& sn = s.sensors;
-    const double t = r.temperature.value_or(45);
+    const double t = r.menubarTemperature.value_or(45);
     sn.sensors = {
         sensor("k10temp/temp1", "CPU Package", SensorGroup::cpu, SensorKind::temperature, t, t + 6),
         sensor("k10temp/temp3", "CPU Die", SensorGroup::cpu, SensorKind::temperature, t - 3, t + 4),
@@ -168,14 +168,14 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
         if (count > 0)
             sn.summaries[group] = {sum / count, maximum};
     }
-    if (r.fanRpm) {
-        sn.fans = {{0, *r.fanRpm, 1200, 6800}};
-        sn.fanTrail = wave(*r.fanRpm, 300);
+    if (r.fastestFanRpm) {
+        sn.fans = {{0, *r.fastestFanRpm, 1200, 6800}};
+        sn.fanTrail = wave(*r.fastestFanRpm, 300);
     }
-    sn.menubarTemperature = r.temperature;
+    sn.menubarTemperature = r.menubarTemperature;
 
     auto& b = s.battery;
-    b.present = r.hasBattery;
+    b.present = r.batteryPresent;
     if (b.present) {
         b.percent = r.batteryPercent;
         b.isCharging = r.batteryCharging;
@@ -222,7 +222,7 @@ HistorySeries sampleHistory(const SampleState& state, const std::vector<HistoryM
         return series;
     const HistoryRangeShape shape = historyRangeShape(range);
     series.bucket = double(shape.width);
-    const auto now = int64_t(state.readings.now);
+    const auto now = int64_t(state.readings.time);
     const int64_t first = (now - shape.span) / shape.width * shape.width + shape.width;
     const int count = int((now - first) / shape.width) + 1;
     const int sleepFrom = count * 55 / 100;

@@ -18,35 +18,34 @@ std::vector<double> trail(double level, double swing, int count = 120)
     return out;
 }
 
-MenuBarReadings idle()
+HubSnapshot idle()
 {
-    MenuBarReadings r;
-    r.now = sampleTime;
+    HubSnapshot r;
+    r.time = sampleTime;
     r.cpuUser = 3;
     r.cpuSystem = 2;
     r.cpuHistory = trail(5, 3);
-    r.hasGPU = true;
     r.gpuUtilization = 2;
     r.gpuHistory = trail(2, 2);
     r.memoryPressure = 22;
     r.memoryPressureLevel = MemoryPressureLevel::normal;
     r.memoryUsed = 38;
-    r.startupDiskUsed = 41;
+    r.startupVolume = LiveVolume{100, 59};
     r.internetReachable = true;
     r.upload = 1200;
     r.download = 5400;
     r.uploadHistory = trail(1200, 900);
     r.downloadHistory = trail(5400, 4000);
-    r.temperature = 41;
+    r.menubarTemperature = 41;
     r.sensorsReady = true;
-    r.hasBattery = true;
+    r.batteryPresent = true;
     r.batteryPercent = 84;
     return r;
 }
 
-MenuBarReadings busy()
+HubSnapshot busy()
 {
-    MenuBarReadings r = idle();
+    HubSnapshot r = idle();
     r.cpuUser = 71;
     r.cpuSystem = 17;
     r.cpuHistory = trail(80, 18);
@@ -59,22 +58,22 @@ MenuBarReadings busy()
     r.download = 38.5e6;
     r.uploadHistory = trail(2.4e6, 1.5e6);
     r.downloadHistory = trail(38.5e6, 20e6);
-    r.temperature = 78;
-    r.fanRpm = 3400;
+    r.menubarTemperature = 78;
+    r.fastestFanRpm = 3400;
     r.batteryPercent = 62;
     return r;
 }
 
-MenuBarReadings hot()
+HubSnapshot hot()
 {
-    MenuBarReadings r = busy();
+    HubSnapshot r = busy();
     r.cpuUser = 92;
     r.cpuSystem = 7;
     r.cpuHistory = trail(96, 4);
     r.memoryPressure = 91;
     r.memoryPressureLevel = MemoryPressureLevel::critical;
-    r.temperature = 99;
-    r.fanRpm = 6800;
+    r.menubarTemperature = 99;
+    r.fastestFanRpm = 6800;
     return r;
 }
 
@@ -113,21 +112,21 @@ WeatherReport sampleReport(const WeatherLocation& place, int code, bool isDay, d
 // The tray's weather and sun items read what the panels read.
 void trayReadings(SampleState& state)
 {
-    MenuBarReadings& r = state.readings;
+    HubSnapshot& r = state.readings;
     r.weather.reset();
     if (const auto& report = state.weather.report)
-        r.weather = MenuBarReadings::Weather{report->current.symbol(), report->current.temperature,
-                                             report->current.description()};
+        r.weather = HubSnapshot::Weather{report->current.symbol(), report->current.temperature,
+                                          report->current.description()};
     r.nextSunEvent.reset();
     if (state.place)
-        if (const auto next = AstronomyMonitor::compute(*state.place, r.now, sampleTimeZone()).nextSunEvent(r.now))
-            r.nextSunEvent = MenuBarReadings::SunEvent{next->isSunrise, next->time};
+        if (const auto next = AstronomyMonitor::compute(*state.place, r.time, sampleTimeZone()).nextSunEvent(r.time))
+            r.nextSunEvent = HubSnapshot::SunEvent{next->isSunrise, next->time};
 }
 
 void withReport(SampleState& state, const WeatherLocation& place, int code, bool isDay, double celsius)
 {
     state.place = place;
-    state.weather = {sampleReport(place, code, isDay, celsius, state.readings.now), std::nullopt, false, true};
+    state.weather = {sampleReport(place, code, isDay, celsius, state.readings.time), std::nullopt, false, true};
     trayReadings(state);
 }
 
@@ -148,17 +147,17 @@ std::vector<SampleState> sampleStates()
     out.push_back({QStringLiteral("busy"), busy()});
     out.push_back({QStringLiteral("hot"), hot()});
 
-    MenuBarReadings charging = idle();
+    HubSnapshot charging = idle();
     charging.batteryPercent = 10;
     charging.batteryCharging = true;
     out.push_back({QStringLiteral("charging"), charging});
 
-    MenuBarReadings noBattery = busy();
-    noBattery.hasBattery = false;
+    HubSnapshot noBattery = busy();
+    noBattery.batteryPresent = false;
     noBattery.batteryPercent = 0;
     out.push_back({QStringLiteral("no-battery"), noBattery});
 
-    MenuBarReadings offline = idle();
+    HubSnapshot offline = idle();
     offline.internetReachable = false;
     offline.upload = offline.download = 0;
     offline.uploadHistory = offline.downloadHistory = std::vector<double>(120, 0.0);
@@ -178,14 +177,14 @@ std::vector<SampleState> sampleStates()
     };
     withReport(state("idle"), berlin, 2, true, 17);
     withReport(state("busy"), berlin, 61, true, 9);
-    state("hot").readings.now = midsummer;
+    state("hot").readings.time = midsummer;
     withReport(state("hot"), tromso, 0, true, 27);
     withoutReport(state("charging"), berlin, true, std::nullopt);
     withReport(state("no-battery"), berlin, 4, true, 9);
     withoutReport(state("offline"), std::nullopt, false,
                   QStringLiteral("Cannot reach the location service: Host ipapi.co not found."));
     withoutReport(state("monochrome"), std::nullopt, false, std::nullopt);
-    state("dark").readings.now = sampleTime + 11.5 * 3600;
+    state("dark").readings.time = sampleTime + 11.5 * 3600;
     withReport(state("dark"), berlin, 0, false, 6);
     withReport(state("light"), berlin, 61, true, 9);
     return out;

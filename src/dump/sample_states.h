@@ -12,7 +12,7 @@ namespace pulsebar {
 // A machine state the diagnostics dump draws, with the appearance it is drawn in.
 struct SampleState {
     QString name;
-    MenuBarReadings readings;
+    HubSnapshot readings;
     bool monochrome = false;
     bool dark = false;
     PanelSnapshot::Weather weather{};       // what the weather service holds

@@ -38,7 +38,7 @@ QImage bar(const SampleState& state, const Config& config, bool dark, bool label
     std::vector<Item> items;
     const int iconSize = labels ? barIconSize : noLabelIconSize;
     for (const ModuleConfig& module : config.modules) {
-        if (!module.enabled || (module.kind == ModuleKind::battery && !state.readings.hasBattery))
+        if (!module.enabled || (module.kind == ModuleKind::battery && !state.readings.batteryPresent))
             continue;
         const TrayFace face = TrayFaces::face(module, state.readings, config, !labels);
         items.push_back({TrayIconRenderer::image(face, iconSize, dark, state.monochrome), face.label});

@@ -2,6 +2,7 @@
 
 #include "core/clock.h"
 #include "core/paths.h"
+#include "core/private_files.h"
 #include "core/serial_queue.h"
 
 #include <QCoreApplication>
@@ -63,6 +64,15 @@ std::string allColumns()
     return joined(metrics, column);
 }
 
+// The mean of a column over a group, leaving out what is not a finite number (a damaged or hostile
+// row may hold an infinity, which would swamp every mean it joins).
+std::string finiteAverage(HistoryMetric metric)
+{
+    const std::string name = column(metric);
+    return "AVG(CASE WHEN " + name + " BETWEEN -1.7976931348623157e308 AND 1.7976931348623157e308 THEN " + name +
+           " END)";
+}
+
 int exec(sqlite3* db, const std::string& sql)
 {
     return sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr);
@@ -101,19 +111,20 @@ bool createAndMigrate(sqlite3* db, const Tier& tier)
 
 // Re-averages every bucket of `into` from `since` on. Buckets are replaced whole, so a bucket that was
 // partly filled at the previous flush gets the average of all its samples now.
-void rollUp(sqlite3* db, const Tier& from, const Tier& into, std::int64_t since)
+bool rollUp(sqlite3* db, const Tier& from, const Tier& into, std::int64_t since)
 {
     const std::int64_t start = since / into.bucket * into.bucket;
     const std::string width = std::to_string(into.bucket);
-    exec(db, "INSERT OR REPLACE INTO " + std::string(into.table) + " (ts, " + allColumns() + ")\n"
-             + "SELECT (ts / " + width + ") * " + width + " AS bucket, "
-             + joined(metrics, [](HistoryMetric m) { return "AVG(" + column(m) + ")"; }) + "\n"
-             + "FROM " + from.table + " WHERE ts >= " + std::to_string(start) + " GROUP BY bucket");
+    return exec(db, "INSERT OR REPLACE INTO " + std::string(into.table) + " (ts, " + allColumns() + ")\n"
+                    + "SELECT (ts / " + width + ") * " + width + " AS bucket, " + joined(metrics, finiteAverage)
+                    + "\nFROM " + from.table + " WHERE ts >= " + std::to_string(start) + " GROUP BY bucket")
+           == SQLITE_OK;
 }
 
 // Rejects a file that opened but is no usable database: not SQLite, damaged, or, for a writable
 // store, one that SQLite could only open read-only. The writer also checks every page once (a few
-// milliseconds for a month of history) rather than keep writing into a damaged file.
+// milliseconds for a month of history) before it changes anything, rather than write into a
+// damaged file.
 bool isUsable(sqlite3* db, HistoryStore::Access access)
 {
     Statement check(db, "SELECT count(*) FROM sqlite_master");
@@ -126,6 +137,59 @@ bool isUsable(sqlite3* db, HistoryStore::Access access)
         return false;
     const auto* verdict = reinterpret_cast<const char*>(sqlite3_column_text(quickCheck.handle, 0));
     return verdict && std::string(verdict) == "ok" && sqlite3_db_readonly(db, "main") == 0;
+}
+
+std::vector<std::string> names(sqlite3* db, const std::string& sql)
+{
+    std::vector<std::string> out;
+    Statement select(db, sql);
+    while (select && sqlite3_step(select.handle) == SQLITE_ROW)
+        if (const auto* name = sqlite3_column_text(select.handle, 0))
+            out.emplace_back(reinterpret_cast<const char*>(name));
+    return out;
+}
+
+// Pulsebar writes only into a file of its own: a new, empty one, one it has stamped with its
+// application id, or an unstamped one that holds exactly its three tiers (written before files were
+// stamped). Any other database is someone else's and stays as it is.
+bool isPulsebars(sqlite3* db)
+{
+    Statement id(db, "PRAGMA application_id");
+    if (!id || sqlite3_step(id.handle) != SQLITE_ROW)
+        return false;
+    const std::int32_t stamp = sqlite3_column_int(id.handle, 0);
+    if (stamp != 0)
+        return stamp == HistoryStore::applicationId;
+    std::vector<std::string> objects = names(db, "SELECT name FROM sqlite_master");
+    if (objects.empty())
+        return true;
+    std::sort(objects.begin(), objects.end());
+    if (objects != std::vector<std::string>{"m1", "m15", "raw"})
+        return false;
+    std::set<std::string> known{"ts"};
+    for (HistoryMetric metric : metrics)
+        known.insert(column(metric));
+    for (const Tier& tier : tiers) {
+        const std::vector<std::string> columns = names(db, "SELECT name FROM pragma_table_info('" + std::string(tier.table) + "')");
+        if (columns.empty() || columns.front() != "ts" ||
+            !std::all_of(columns.begin(), columns.end(), [&](const std::string& c) { return known.count(c) > 0; }))
+            return false;
+    }
+    return true;
+}
+
+// Readies a file of Pulsebar's own for writing: write-ahead log, the tiers, the stamp.
+bool prepareForWriting(sqlite3* db)
+{
+    exec(db, "PRAGMA journal_mode=WAL");
+    exec(db, "PRAGMA synchronous=NORMAL");
+    // A flush adds a handful of pages to the log; folding it back every 50 pages instead of
+    // SQLite's 1000 keeps the log, which never shrinks on its own, near 200 KB instead of 4 MB.
+    sqlite3_wal_autocheckpoint(db, walCheckpointPages);
+    bool ok = true;
+    for (const Tier& tier : tiers)
+        ok = createAndMigrate(db, tier) && ok;
+    return ok && exec(db, "PRAGMA application_id = " + std::to_string(HistoryStore::applicationId)) == SQLITE_OK;
 }
 
 // A receiver watched from the calling thread: the completion is dropped once it has been destroyed.
@@ -197,10 +261,12 @@ HistoryStore::~HistoryStore()
 bool HistoryStore::openOnQueue()
 {
     const bool writable = m_access == Access::writable;
-    if (writable && !QDir().mkpath(QFileInfo(m_path).absolutePath()))
+    // The history is the user's alone: folder and file are private whatever the umask, and the
+    // log and shared-memory files SQLite adds take the database's mode.
+    if (writable && (!PrivateFiles::makeFolders(QFileInfo(m_path).absolutePath()) ||
+                     !PrivateFiles::createIfMissing(m_path)))
         return false;
-    const int flags = (writable ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY)
-                      | SQLITE_OPEN_NOMUTEX;
+    const int flags = (writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY) | SQLITE_OPEN_NOMUTEX;
     const QByteArray file = QFile::encodeName(m_path);
     if (sqlite3_open_v2(file.constData(), &m_db, flags, nullptr) != SQLITE_OK) {
         sqlite3_close(m_db);
@@ -209,17 +275,9 @@ bool HistoryStore::openOnQueue()
     }
     // Covers the reader in the other process meeting the writer (and a second writer).
     sqlite3_busy_timeout(m_db, 2000);
-    bool ok = true;
-    if (writable) {
-        exec(m_db, "PRAGMA journal_mode=WAL");
-        exec(m_db, "PRAGMA synchronous=NORMAL");
-        // A flush adds a handful of pages to the log; folding it back every 50 pages instead of
-        // SQLite's 1000 keeps the log, which never shrinks on its own, near 200 KB instead of 4 MB.
-        sqlite3_wal_autocheckpoint(m_db, walCheckpointPages);
-        for (const Tier& tier : tiers)
-            ok = createAndMigrate(m_db, tier) && ok;
-    }
-    if (!ok || !isUsable(m_db, m_access)) {
+    // Every check reads only; nothing is written until the file is known to be Pulsebar's and sound.
+    const bool usable = isUsable(m_db, m_access) && (!writable || (isPulsebars(m_db) && prepareForWriting(m_db)));
+    if (!usable) {
         sqlite3_close(m_db);
         m_db = nullptr;
         return false;
@@ -274,7 +332,7 @@ bool HistoryStore::writeRows(const std::vector<PendingRow>& rows)
             sqlite3_bind_int64(insert.handle, 1, row.ts);
             for (std::size_t i = 0; i < metrics.size(); ++i) {
                 const auto found = row.values.find(metrics[i]);
-                if (found != row.values.end())
+                if (found != row.values.end() && std::isfinite(found->second))
                     sqlite3_bind_double(insert.handle, int(i) + 2, found->second);
                 else
                     sqlite3_bind_null(insert.handle, int(i) + 2);
@@ -285,8 +343,8 @@ bool HistoryStore::writeRows(const std::vector<PendingRow>& rows)
     }
     const std::int64_t since =
         std::min_element(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.ts < b.ts; })->ts;
-    rollUp(m_db, tiers[0], tiers[1], since);
-    rollUp(m_db, tiers[1], tiers[2], since);
+    ok = rollUp(m_db, tiers[0], tiers[1], since) && ok;
+    ok = rollUp(m_db, tiers[1], tiers[2], since) && ok;
     if (ok && exec(m_db, "COMMIT") == SQLITE_OK)
         return true;
     exec(m_db, "ROLLBACK");
@@ -314,12 +372,12 @@ HistorySeries HistoryStore::query(const std::vector<HistoryMetric>& wanted, Hist
     for (HistoryMetric metric : wanted)
         series.values[metric];
 
-    const std::int64_t start = std::int64_t(m_clock()) - shape.span;
+    // Rows dated in the future (a clock that was set wrong, a hostile file) are not part of any range.
+    const std::int64_t now = std::int64_t(m_clock());
     const std::string width = std::to_string(shape.width);
-    Statement select(m_db, "SELECT (ts / " + width + ") * " + width + " AS bucket, "
-                               + joined(wanted, [](HistoryMetric m) { return "AVG(" + column(m) + ")"; }) + "\n"
-                               + "FROM " + shape.table + " WHERE ts >= " + std::to_string(start)
-                               + " GROUP BY bucket ORDER BY bucket");
+    Statement select(m_db, "SELECT (ts / " + width + ") * " + width + " AS bucket, " + joined(wanted, finiteAverage)
+                               + "\nFROM " + shape.table + " WHERE ts BETWEEN " + std::to_string(now - shape.span)
+                               + " AND " + std::to_string(now) + " GROUP BY bucket ORDER BY bucket");
     if (!select)
         return series;
     while (sqlite3_step(select.handle) == SQLITE_ROW) {
@@ -327,10 +385,12 @@ HistorySeries HistoryStore::query(const std::vector<HistoryMetric>& wanted, Hist
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             const int col = int(i) + 1;
             auto& values = series.values[wanted[i]];
-            if (sqlite3_column_type(select.handle, col) == SQLITE_NULL)
+            // The mean of finite values can still overflow to infinity.
+            const double value = sqlite3_column_double(select.handle, col);
+            if (sqlite3_column_type(select.handle, col) == SQLITE_NULL || !std::isfinite(value))
                 values.push_back(std::nullopt);
             else
-                values.push_back(sqlite3_column_double(select.handle, col));
+                values.push_back(value);
         }
     }
     return series;

@@ -36,13 +36,18 @@ public:
     // Seconds since 1970. Prune and queries take "now" from it; tests pass a fake one.
     using Clock = std::function<double()>;
 
+    // Stamped into the file's header (PRAGMA application_id): "Puls".
+    static constexpr std::int32_t applicationId = 0x50756C73;
+
     // $XDG_DATA_HOME/Pulsebar/history.sqlite
     static QString defaultPath();
 
     // Opens the database, or returns nothing when the file cannot be opened (or is not a database),
-    // in which case the caller runs without history. A writable open creates the folder and the
-    // tables, migrates older files, starts the flush timer and prunes once at once; a read-only open
-    // does nothing but open. The clock is called on the store's worker thread.
+    // in which case the caller runs without history. A writable open takes only a new file or one of
+    // Pulsebar's own that passes SQLite's quick check, and leaves any other file byte for byte as it
+    // was; it creates the folder (0700) and the file (0600), the tables, migrates older files, starts
+    // the flush timer and prunes once at once. A read-only open does nothing but open. The clock is
+    // called on the store's worker thread.
     static std::unique_ptr<HistoryStore> open(const QString& path, Access access, Clock clock = {});
     static std::unique_ptr<HistoryStore> openDefault(Access access) { return open(defaultPath(), access); }
 

@@ -3,14 +3,6 @@
 #include "alerts/rule_engine.h"
 #include "core/clock.h"
 #include "insight/insight_engine.h"
-#include "platform/linux/hwmon_sensor_source.h"
-#include "platform/linux/linux_cpu_reader.h"
-#include "platform/linux/linux_disk_reader.h"
-#include "platform/linux/linux_gpu_reader.h"
-#include "platform/linux/linux_memory_reader.h"
-#include "platform/linux/linux_process_reader.h"
-#include "platform/linux/power_supply_reader.h"
-#include "platform/linux/logind_power_assertions.h"
 
 
 #include <algorithm>
@@ -18,16 +10,17 @@
 
 namespace pulsebar {
 
-Hub::Hub(AppSettings& settings, QObject* parent)
+Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
     : QObject(parent), now(systemClock()),
-      cpu(std::make_unique<LinuxCPUReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
-      memory(std::make_unique<LinuxMemoryReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
-      processes(std::make_unique<LinuxProcessReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
-      gpu(std::make_unique<LinuxGPUReader>(RootedFileReader::fromEnvironment())),
-      disks(std::make_unique<LinuxDiskReader>(RootedFileReader::fromEnvironment()), [this] { return now(); }),
-      sensors(systemSensorSource()), battery(systemBatteryReader()), astronomy([this] { return now(); }),
-      m_settings(settings),
-      m_keepAwake(std::make_unique<LogindPowerAssertions>()), m_insights(std::make_unique<InsightEngine>(*this))
+      cpu(std::move(readers.cpu), [this] { return now(); }),
+      memory(std::move(readers.memory), [this] { return now(); }),
+      processes(std::move(readers.processes), [this] { return now(); }),
+      gpu(std::move(readers.gpu)),
+      disks(std::move(readers.disks), [this] { return now(); }),
+      network(std::move(readers.network)), sensors(std::move(readers.sensors)),
+      battery(std::move(readers.battery)), astronomy([this] { return now(); }),
+      m_settings(settings), m_machine(std::move(readers.machine)),
+      m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this))
 {
     network.now = [this] { return now(); };
     weather.now = [this] { return now(); };
@@ -93,9 +86,10 @@ void Hub::tick()
         weather.refreshIfNeeded(config.weatherLocation, false);
         astronomy.update(weather.location());
     }
+    m_snapshot = HubSnapshot::of(*this);
     if (!m_isHeadless)
-        rules().evaluate(time);
-    m_insights->evaluate(time);
+        rules().evaluate(m_snapshot, config, time);
+    m_insights->evaluate(m_snapshot, config, time);
 
     if (m_isRecording)
         recordHistory(time);
@@ -117,34 +111,7 @@ RuleEngine& Hub::rules()
 void Hub::recordHistory(double time)
 {
     if (history)
-        history->record(historyValues(), time);
-}
-
-HistoryValues Hub::historyValues() const
-{
-    HistoryValues values;
-    values[HistoryMetric::cpuUser] = cpu.user;
-    values[HistoryMetric::cpuSystem] = cpu.system;
-    if (!gpu.gpus.empty())
-        values[HistoryMetric::gpu] = gpu.utilization();
-    values[HistoryMetric::memoryPressure] = memory.pressure;
-    values[HistoryMetric::memoryUsed] = memory.usedPercent();
-    values[HistoryMetric::diskRead] = disks.readRate;
-    values[HistoryMetric::diskWrite] = disks.writeRate;
-    values[HistoryMetric::download] = network.download;
-    values[HistoryMetric::upload] = network.upload;
-    if (const std::optional<double> temperature = menubarTemperature())
-        values[HistoryMetric::temperature] = *temperature;
-    if (const auto fastest = sensors.fastestFanRpm())
-        values[HistoryMetric::fan] = *fastest;
-    if (battery.present)
-        values[HistoryMetric::battery] = battery.percent;
-    // Total system power when the machine reports it; otherwise what the battery delivers or takes.
-    if (const std::optional<Sensor> systemPower = sensors.sensor("PSTR"))
-        values[HistoryMetric::power] = systemPower->value;
-    else if (battery.voltage && battery.amperage)
-        values[HistoryMetric::power] = std::abs(*battery.voltage * *battery.amperage);
-    return values;
+        history->record(m_snapshot.historyValues(), time);
 }
 
 std::optional<double> Hub::menubarTemperature() const

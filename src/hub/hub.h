@@ -1,6 +1,8 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "hub/hub_snapshot.h"
+#include "hub/system_readers.h"
 #include "history/history_store.h"
 #include "core/keep_awake.h"
 #include "monitors/battery_monitor.h"
@@ -28,12 +30,14 @@ class InsightEngine;
 class RuleEngine;
 
 // The one owner of every monitor and service. A single repeating timer on the main thread drives
-// tick(), which samples everything in a fixed order and then tells readers the state has changed.
-// A tick is never re-entered: timer callbacks run one after another on the main event loop.
+// tick(), which samples everything in a fixed order, builds the snapshot every reader reads and then
+// tells readers the state has changed. A tick is never re-entered: timer callbacks run one after
+// another on the main event loop. The platform comes in as readers (SystemReaders): the application
+// and the MCP server pass systemReaders(), tests pass fakes.
 class Hub : public QObject {
     Q_OBJECT
 public:
-    explicit Hub(AppSettings& settings, QObject* parent = nullptr);
+    Hub(AppSettings& settings, SystemReaders readers, QObject* parent = nullptr);
     ~Hub() override;
 
     AppSettings& settings() const { return m_settings; }
@@ -56,11 +60,14 @@ public:
 
     std::function<void()> onTick;
 
+    // The live state of the last tick (empty before the first); see HubSnapshot.
+    const HubSnapshot& snapshot() const { return m_snapshot; }
+    // Firmware and operating-system facts of this machine.
+    MachineReader& machine() const { return *m_machine; }
+
     // The 30-day store: writable in the application role, read-only in the MCP server role, absent
     // when it could not be opened (the hub then runs without history).
     std::unique_ptr<HistoryStore> history;
-    // The row the current live state gives: exactly the metrics whose sources have a value.
-    HistoryValues historyValues() const;
     KeepAwake& keepAwake() { return m_keepAwake; }
     const KeepAwake& keepAwake() const { return m_keepAwake; }
 
@@ -105,6 +112,8 @@ private:
     void recordHistory(double time);
 
     AppSettings& m_settings;
+    std::unique_ptr<MachineReader> m_machine;
+    HubSnapshot m_snapshot;
     KeepAwake m_keepAwake;
     std::unique_ptr<QTimer> m_timer;
     std::unique_ptr<RuleEngine> m_rules;

@@ -59,7 +59,7 @@ double largestFanShare(const std::vector<Fan>& fans)
     return largest;
 }
 
-QString consequenceSuffix(const LiveState& state)
+QString consequenceSuffix(const HubSnapshot& state)
 {
     if (largestFanShare(state.fans) >= fanSharePercent)
         return QStringLiteral(" — fans are up.");
@@ -68,7 +68,7 @@ QString consequenceSuffix(const LiveState& state)
     return QStringLiteral(".");
 }
 
-Insight cpuProcessInsight(const ProcessSample& process, double duration, const LiveState& state)
+Insight cpuProcessInsight(const ProcessSample& process, double duration, const HubSnapshot& state)
 {
     return {Insight::Kind::cpu,
             process.name + " has used " + Fmt::percent(process.cpu) + " CPU for " + InsightEngine::minutes(duration) +
@@ -76,14 +76,7 @@ Insight cpuProcessInsight(const ProcessSample& process, double duration, const L
             Insight::Severity::warning, ModuleKind::cpu, process.pid};
 }
 
-std::optional<double> drainWattsOf(const LiveState& state)
-{
-    if (!state.batteryVoltage || !state.batteryAmperage)
-        return std::nullopt;
-    return std::fabs(*state.batteryVoltage * *state.batteryAmperage);
-}
-
-std::optional<Insight> storageInsight(const LiveState& state)
+std::optional<Insight> storageInsight(const HubSnapshot& state)
 {
     if (!state.startupVolume)
         return std::nullopt;
@@ -95,7 +88,7 @@ std::optional<Insight> storageInsight(const LiveState& state)
                    Insight::Severity::critical, ModuleKind::disks, std::nullopt};
 }
 
-Insight diskInsight(const LiveState& state)
+Insight diskInsight(const HubSnapshot& state)
 {
     const bool writing = state.diskReadRate <= state.diskWriteRate;
     const QString verb = writing ? QStringLiteral("writing") : QStringLiteral("reading");
@@ -112,10 +105,10 @@ Insight diskInsight(const LiveState& state)
     return insight;
 }
 
-Insight batteryInsight(const LiveState& state)
+Insight batteryInsight(const HubSnapshot& state)
 {
     QString text = QStringLiteral("Battery is draining fast");
-    if (const auto watts = drainWattsOf(state))
+    if (const auto watts = state.batteryWatts())
         text += " at " + Fmt::number(*watts, 1) + " W";
     if (state.minutesRemaining) {
         const int minutes = *state.minutesRemaining;
@@ -125,7 +118,7 @@ Insight batteryInsight(const LiveState& state)
     return {Insight::Kind::battery, text, Insight::Severity::warning, ModuleKind::battery, std::nullopt};
 }
 
-Insight networkInsight(const LiveState& state, bool bits)
+Insight networkInsight(const HubSnapshot& state, bool bits)
 {
     const QString text = state.upload <= state.download
                              ? "Network is busy — downloading " + Fmt::rate(state.download, bits) + "."
@@ -170,10 +163,10 @@ InsightEngine::InsightEngine(const Hub& hub, Notifier& notifier) : m_hub(hub), m
 
 void InsightEngine::evaluate(double now)
 {
-    evaluate(LiveState::from(m_hub), m_hub.settings().config(), now);
+    evaluate(HubSnapshot::of(m_hub), m_hub.settings().config(), now);
 }
 
-void InsightEngine::evaluate(const LiveState& state, const Config& config, double now)
+void InsightEngine::evaluate(const HubSnapshot& state, const Config& config, double now)
 {
     updateConditions(state, now);
     const Insight picked = pick(state, config, now);
@@ -181,13 +174,13 @@ void InsightEngine::evaluate(const LiveState& state, const Config& config, doubl
     m_current = picked;
 }
 
-void InsightEngine::updateConditions(const LiveState& state, double now)
+void InsightEngine::updateConditions(const HubSnapshot& state, double now)
 {
     m_memoryPressure.update(state.memoryPressureLevel != MemoryPressureLevel::normal, now);
     m_cpuTotal.update(state.cpuTotal() >= cpuTotalPercent, now);
     m_diskBusy.update(state.diskReadRate + state.diskWriteRate >= diskBytesPerSecond, now);
     m_networkBusy.update(std::max(state.download, state.upload) >= networkBytesPerSecond, now);
-    const auto watts = drainWattsOf(state);
+    const auto watts = state.batteryWatts();
     m_batteryDrain.update(state.batteryPresent && !state.onAC && watts && *watts >= drainWatts, now);
 
     QSet<int32_t> busy;
@@ -203,7 +196,7 @@ void InsightEngine::updateConditions(const LiveState& state, double now)
     }
 }
 
-Insight InsightEngine::pick(const LiveState& state, const Config& config, double now) const
+Insight InsightEngine::pick(const HubSnapshot& state, const Config& config, double now) const
 {
     if (auto insight = memoryInsight(state, now))
         return *insight;
@@ -221,7 +214,7 @@ Insight InsightEngine::pick(const LiveState& state, const Config& config, double
     return Insight::quiet();
 }
 
-std::optional<Insight> InsightEngine::memoryInsight(const LiveState& state, double now) const
+std::optional<Insight> InsightEngine::memoryInsight(const HubSnapshot& state, double now) const
 {
     if (!m_memoryPressure.heldFor(memorySeconds, now))
         return std::nullopt;
@@ -236,7 +229,7 @@ std::optional<Insight> InsightEngine::memoryInsight(const LiveState& state, doub
                    process->pid};
 }
 
-std::optional<Insight> InsightEngine::cpuInsight(const LiveState& state, double now) const
+std::optional<Insight> InsightEngine::cpuInsight(const HubSnapshot& state, double now) const
 {
     // One process that has kept a core busy longest.
     std::optional<std::pair<int32_t, double>> longest;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "alerts/live_state.h"
+#include "hub/hub_snapshot.h"
 #include "core/config.h"
 #include "insight/insight.h"
 
@@ -25,7 +25,7 @@ public:
     // One tick: reads the hub's live state and configuration.
     void evaluate(double now);
     // The same step on a given state, for callers that already hold one.
-    void evaluate(const LiveState& state, const Config& config, double now);
+    void evaluate(const HubSnapshot& state, const Config& config, double now);
 
     // The insight last produced; "All quiet." until something has held long enough.
     const Insight& current() const { return m_current; }
@@ -45,10 +45,10 @@ private:
         bool heldFor(double seconds, double now) const;
     };
 
-    void updateConditions(const LiveState& state, double now);
-    Insight pick(const LiveState& state, const Config& config, double now) const;
-    std::optional<Insight> memoryInsight(const LiveState& state, double now) const;
-    std::optional<Insight> cpuInsight(const LiveState& state, double now) const;
+    void updateConditions(const HubSnapshot& state, double now);
+    Insight pick(const HubSnapshot& state, const Config& config, double now) const;
+    std::optional<Insight> memoryInsight(const HubSnapshot& state, double now) const;
+    std::optional<Insight> cpuInsight(const HubSnapshot& state, double now) const;
     void notifyIfDue(const Insight& picked, const Config& config, double now);
 
     const Hub& m_hub;

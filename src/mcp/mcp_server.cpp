@@ -264,7 +264,7 @@ int MCPServer::run(int argc, char** argv)
     quitOnTerminationSignals();
 
     AppSettings& settings = AppSettings::shared();
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     MCPServer server(hub, writeToStandardOutput);
     hub.startHeadless();
     // A second sample soon after the first, so CPU, disk and network rates exist for the first call.

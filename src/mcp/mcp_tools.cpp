@@ -182,7 +182,7 @@ QJsonObject batterySummary(const BatteryMonitor& battery)
 
 } // namespace
 
-MCPTools::MCPTools(Hub& hub, std::unique_ptr<MachineReader> machine) : m_hub(hub), m_machine(std::move(machine))
+MCPTools::MCPTools(Hub& hub) : m_hub(hub)
 {
 }
 
@@ -214,8 +214,8 @@ QJsonObject MCPTools::call(const QString& name, const QJsonObject& arguments)
 QJsonObject MCPTools::getOverview()
 {
     if (!m_factsRead) {
-        m_model = m_machine->readModel();
-        m_osVersion = m_machine->readOSVersion();
+        m_model = m_hub.machine().readModel();
+        m_osVersion = m_hub.machine().readOSVersion();
         m_factsRead = true;
     }
     const CPUMonitor& cpu = m_hub.cpu;
@@ -253,7 +253,7 @@ QJsonObject MCPTools::getOverview()
         overview.insert("system_power_watts", r(systemPower->value));
     if (m_hub.battery.present)
         overview.insert("battery", batterySummary(m_hub.battery));
-    if (const auto thermal = thermalState(m_machine->readThermalZones()))
+    if (const auto thermal = thermalState(m_hub.machine().readThermalZones()))
         overview.insert("thermal", enumName(*thermal));
     return overview;
 }
@@ -527,7 +527,7 @@ QJsonObject MCPTools::getNetwork()
     if (network.router)
         result.insert("router", *network.router);
     // Associated: the link has a peer, whether or not its name is shown.
-    if (network.wifi && (network.wifi->ssid || network.wifi->bssid))
+    if (network.wifi && network.wifi->isAssociated())
         result.insert("wifi", wifiObject(*network.wifi));
     return result;
 }

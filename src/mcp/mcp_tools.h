@@ -20,7 +20,7 @@ class Hub;
 // sent as null. Bad arguments throw ToolError with the sentence the agent reads.
 class MCPTools {
 public:
-    explicit MCPTools(Hub& hub, std::unique_ptr<MachineReader> machine = MachineReader::forThisSystem());
+    explicit MCPTools(Hub& hub);
     ~MCPTools();
 
     // The tools/list catalogue, in its fixed order.
@@ -55,7 +55,6 @@ private:
     void awaitSensorDiscovery();
 
     Hub& m_hub;
-    std::unique_ptr<MachineReader> m_machine;
     std::optional<QString> m_model;     // read once: they cannot change while the process runs
     std::optional<QString> m_osVersion;
     bool m_factsRead = false;

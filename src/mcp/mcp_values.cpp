@@ -4,6 +4,8 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -34,7 +36,11 @@ QString rate(double bytesPerSecond)
 
 QString timestamp(double secondsSince1970)
 {
-    const auto seconds = std::isfinite(secondsSince1970) ? qint64(std::floor(secondsSince1970)) : 0;
+    // Four-digit years only, a day clear of year 10000 whatever the local offset: a time outside
+    // (or not a number) is pinned to the nearest end, so no time printed is ever invalid.
+    constexpr double first = 0;
+    constexpr double last = 253402214400.0; // 9999-12-31T00:00:00Z
+    const auto seconds = qint64(std::isfinite(secondsSince1970) ? std::clamp(std::floor(secondsSince1970), first, last) : 0);
     const QDateTime local = QDateTime::fromSecsSinceEpoch(seconds, Qt::LocalTime);
     const int offset = local.offsetFromUtc();
     const int magnitude = std::abs(offset);

@@ -1,6 +1,5 @@
 #include "menubar/menu_bar_content.h"
 
-#include "core/clock.h"
 #include "core/fmt.h"
 #include "hub/hub.h"
 
@@ -33,7 +32,7 @@ std::vector<double> lastValues(const std::vector<double>& values)
 }
 
 // Upload and download share one scale, the busiest of the values on screen, so the two halves compare.
-std::pair<std::vector<double>, std::vector<double>> networkFractions(const MenuBarReadings& r)
+std::pair<std::vector<double>, std::vector<double>> networkFractions(const HubSnapshot& r)
 {
     std::vector<double> up = lastValues(r.uploadHistory), down = lastValues(r.downloadHistory);
     double peak = idleNetworkScale;
@@ -70,12 +69,18 @@ QString timeTemplate()
     return Fmt::time(QDateTime(QDate(2000, 1, 1), QTime(22, 58), QTimeZone::utc()), QTimeZone::utc());
 }
 
+QString diskUsedText(const std::optional<LiveVolume>& startup)
+{
+    const std::optional<double> used = startup ? startup->usedPercent() : std::nullopt;
+    return used ? Fmt::percent(*used) : QStringLiteral("—");
+}
+
 QString temperature(const Config& config, std::optional<double> celsius)
 {
     return format(config.temperatureUnit, celsius, 0);
 }
 
-MenuBarParts combined(const MenuBarReadings& r, const Config& config)
+MenuBarParts combined(const HubSnapshot& r, const Config& config)
 {
     return {MenuBarPart::makeAppGlyph(),
             MenuBarPart::makeGraph(fractions(r.cpuHistory), PartColor::blue),
@@ -83,12 +88,12 @@ MenuBarParts combined(const MenuBarReadings& r, const Config& config)
                                  r.memoryPressureLevel == MemoryPressureLevel::normal ? PartColor::green : PartColor::yellow),
             MenuBarPart::makeStacked(QStringLiteral("CPU ") + Fmt::percent(r.cpuUser + r.cpuSystem),
                                      QStringLiteral("MEM ") + Fmt::percent(r.memoryUsed), QStringLiteral("CPU 100%")),
-            MenuBarPart::makeStacked(temperature(config, r.temperature),
+            MenuBarPart::makeStacked(temperature(config, r.menubarTemperature),
                                      downloadArrow + Fmt::rate(r.download, config.bandwidthBits),
                                      downloadArrow + rateTemplate(config.bandwidthBits))};
 }
 
-MenuBarParts network(const MenuBarReadings& r, const Config& config)
+MenuBarParts network(const HubSnapshot& r, const Config& config)
 {
     const bool offline = r.internetReachable == false;
     auto [up, down] = networkFractions(r);
@@ -100,19 +105,19 @@ MenuBarParts network(const MenuBarReadings& r, const Config& config)
                                      uploadArrow + widest)};
 }
 
-MenuBarParts sensors(const MenuBarReadings& r, const Config& config)
+MenuBarParts sensors(const HubSnapshot& r, const Config& config)
 {
     MenuBarParts out{MenuBarPart::makeSymbol(QStringLiteral("thermometer.medium"))};
-    const QString temp = temperature(config, r.temperature);
-    if (r.fanRpm)
-        out.push_back(MenuBarPart::makeStacked(temp, Fmt::number(*r.fanRpm, 0) + QStringLiteral(" rpm"),
+    const QString temp = temperature(config, r.menubarTemperature);
+    if (r.fastestFanRpm)
+        out.push_back(MenuBarPart::makeStacked(temp, Fmt::number(*r.fastestFanRpm, 0) + QStringLiteral(" rpm"),
                                                QStringLiteral("9999 rpm")));
     else
         out.push_back(MenuBarPart::makeText(temp, temperatureTemplate(config.temperatureUnit)));
     return out;
 }
 
-MenuBarParts weather(const MenuBarReadings& r, const Config& config)
+MenuBarParts weather(const HubSnapshot& r, const Config& config)
 {
     if (!r.weather)
         return {MenuBarPart::makeSymbol(QStringLiteral("cloud")), MenuBarPart::makeText(QStringLiteral("—"), {})};
@@ -122,7 +127,7 @@ MenuBarParts weather(const MenuBarReadings& r, const Config& config)
             MenuBarPart::makeText(temperature(config, r.weather->temperature), widest)};
 }
 
-MenuBarParts astronomy(const MenuBarReadings& r)
+MenuBarParts astronomy(const HubSnapshot& r)
 {
     if (!r.nextSunEvent)
         return {MenuBarPart::makeSymbol(QStringLiteral("sun.horizon")), MenuBarPart::makeText(QStringLiteral("—"), {})};
@@ -131,14 +136,14 @@ MenuBarParts astronomy(const MenuBarReadings& r)
             MenuBarPart::makeText(timeText(r.nextSunEvent->time), timeTemplate())};
 }
 
-MenuBarParts clocks(const MenuBarReadings& r, const Config& config)
+MenuBarParts clocks(const HubSnapshot& r, const Config& config)
 {
     MenuBarParts out{MenuBarPart::makeSymbol(QStringLiteral("globe"))};
     for (const QString& zone : config.menubarClocks) {
         if (!QTimeZone(zone.toUtf8()).isValid())
             continue;
-        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(r.now * 1000.0), Qt::UTC);
-        out.push_back(MenuBarPart::makeStacked(clockLabel(zone, config.clockLabel, r.now),
+        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(r.time * 1000.0), Qt::UTC);
+        out.push_back(MenuBarPart::makeStacked(clockLabel(zone, config.clockLabel, r.time),
                                                Fmt::time(at, QTimeZone(zone.toUtf8())), timeTemplate()));
     }
     return out;
@@ -174,7 +179,7 @@ QString title(ModuleKind kind)
     return {};
 }
 
-MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& r, const Config& config)
+MenuBarParts allParts(ModuleKind kind, const HubSnapshot& r, const Config& config)
 {
     switch (kind) {
     case ModuleKind::combined: return combined(r, config);
@@ -183,23 +188,23 @@ MenuBarParts allParts(ModuleKind kind, const MenuBarReadings& r, const Config& c
                 MenuBarPart::makeGraph(fractions(r.cpuHistory), PartColor::blue),
                 MenuBarPart::makeText(Fmt::percent(r.cpuUser + r.cpuSystem), percentTemplate)};
     case ModuleKind::gpu:
-        if (!r.hasGPU)
+        if (!r.gpuUtilization)
             return {};
         return {MenuBarPart::makeSymbol(QStringLiteral("display")),
                 MenuBarPart::makeGraph(fractions(r.gpuHistory), PartColor::purple),
-                MenuBarPart::makeText(Fmt::percent(r.gpuUtilization), percentTemplate)};
+                MenuBarPart::makeText(Fmt::percent(*r.gpuUtilization), percentTemplate)};
     case ModuleKind::memory:
         return {MenuBarPart::makeSymbol(QStringLiteral("memorychip")),
                 MenuBarPart::makeBar(r.memoryPressure / 100.0, pressureColor(r.memoryPressureLevel)),
                 MenuBarPart::makeText(Fmt::percent(r.memoryUsed), percentTemplate)};
     case ModuleKind::disks:
         return {MenuBarPart::makeSymbol(QStringLiteral("internaldrive")),
-                MenuBarPart::makeText(r.startupDiskUsed ? Fmt::percent(*r.startupDiskUsed) : QStringLiteral("—"),
+                MenuBarPart::makeText(diskUsedText(r.startupVolume),
                                       percentTemplate)};
     case ModuleKind::network: return network(r, config);
     case ModuleKind::sensors: return sensors(r, config);
     case ModuleKind::battery:
-        if (!r.hasBattery)
+        if (!r.batteryPresent)
             return {MenuBarPart::makeBattery(0, false), MenuBarPart::makeText(QStringLiteral("—"), percentTemplate)};
         return {MenuBarPart::makeBattery(r.batteryPercent / 100.0, r.batteryCharging),
                 MenuBarPart::makeText(Fmt::percent(r.batteryPercent), percentTemplate)};
@@ -237,7 +242,7 @@ MenuBarParts select(const MenuBarParts& parts, DisplayStyle style)
     return chosen;
 }
 
-MenuBarParts parts(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config)
+MenuBarParts parts(const ModuleConfig& module, const HubSnapshot& readings, const Config& config)
 {
     const MenuBarParts all = allParts(module.kind, readings, config);
     MenuBarParts chosen = select(all, module.style);
@@ -250,10 +255,10 @@ MenuBarParts parts(const ModuleConfig& module, const MenuBarReadings& readings, 
 
 MenuBarParts parts(const ModuleConfig& module, const Hub& hub, const Config& config)
 {
-    return parts(module, MenuBarReadings::from(hub), config);
+    return parts(module, HubSnapshot::of(hub), config);
 }
 
-QStringList lines(ModuleKind kind, const MenuBarReadings& readings, const Config& config)
+QStringList lines(ModuleKind kind, const HubSnapshot& readings, const Config& config)
 {
     QStringList out;
     for (const MenuBarPart& part : allParts(kind, readings, config)) {
@@ -265,23 +270,23 @@ QStringList lines(ModuleKind kind, const MenuBarReadings& readings, const Config
     return out;
 }
 
-std::optional<QString> unavailableReason(ModuleKind kind, const MenuBarReadings& r)
+std::optional<QString> unavailableReason(ModuleKind kind, const HubSnapshot& r)
 {
     switch (kind) {
     case ModuleKind::gpu:
-        if (!r.hasGPU)
+        if (!r.gpuUtilization)
             return QStringLiteral("No graphics processor found on this computer");
         break;
     case ModuleKind::disks:
-        if (!r.startupDiskUsed)
+        if (!r.startupVolume)
             return QStringLiteral("No startup disk found on this computer");
         break;
     case ModuleKind::sensors:
-        if (!r.temperature && r.sensorsReady)
+        if (!r.menubarTemperature && r.sensorsReady)
             return QStringLiteral("No temperature sensors found on this computer");
         break;
     case ModuleKind::battery:
-        if (!r.hasBattery)
+        if (!r.batteryPresent)
             return QStringLiteral("No battery found on this computer");
         break;
     default: break;
@@ -289,7 +294,7 @@ std::optional<QString> unavailableReason(ModuleKind kind, const MenuBarReadings&
     return std::nullopt;
 }
 
-QString toolTip(ModuleKind kind, const MenuBarReadings& readings, const Config& config)
+QString toolTip(ModuleKind kind, const HubSnapshot& readings, const Config& config)
 {
     if (const auto reason = unavailableReason(kind, readings))
         return *reason;
@@ -320,41 +325,3 @@ QString clockLabel(const QString& zoneId, ClockLabel label, double now)
 
 } // namespace pulsebar::MenuBarContent
 
-namespace pulsebar {
-
-MenuBarReadings MenuBarReadings::from(const Hub& hub)
-{
-    MenuBarReadings r;
-    r.now = hub.now ? hub.now() : systemNow();
-    r.temperature = hub.menubarTemperature();
-    const auto values = [](const History& h) { return std::vector<double>(h.values().begin(), h.values().end()); };
-    r.internetReachable = hub.network.internetReachable;
-    r.upload = hub.network.upload;
-    r.download = hub.network.download;
-    r.uploadHistory = values(hub.network.uploadHistory);
-    r.downloadHistory = values(hub.network.downloadHistory);
-    r.fanRpm = hub.sensors.fastestFanRpm();
-    r.sensorsReady = hub.sensors.isReady;
-    r.hasBattery = hub.battery.present;
-    r.batteryPercent = hub.battery.percent;
-    r.batteryCharging = hub.battery.isCharging;
-    r.cpuUser = hub.cpu.user;
-    r.cpuSystem = hub.cpu.system;
-    r.cpuHistory = values(hub.cpu.totalHistory);
-    r.hasGPU = !hub.gpu.gpus.empty();
-    r.gpuUtilization = hub.gpu.utilization();
-    if (r.hasGPU)
-        r.gpuHistory = values(hub.gpu.gpus.front().history);
-    r.memoryPressure = hub.memory.pressure;
-    r.memoryPressureLevel = hub.memory.pressureLevel;
-    r.memoryUsed = hub.memory.usedPercent();
-    if (const auto startup = hub.disks.startupVolume())
-        r.startupDiskUsed = startup->usedPercent();
-    if (const auto& report = hub.weather.report())
-        r.weather = Weather{report->current.symbol(), report->current.temperature, report->current.description()};
-    if (const auto sun = hub.astronomy.nextSunEvent(r.now))
-        r.nextSunEvent = SunEvent{sun->isSunrise, sun->time};
-    return r;
-}
-
-} // namespace pulsebar

@@ -30,7 +30,7 @@ StatusItemController::StatusItemController(Hub& hub, AppSettings& settings, QObj
 
 StatusItemController::StatusItemController(Hub& hub, AppSettings& settings,
                                            std::vector<std::unique_ptr<TrayHost>> hosts, QObject* parent)
-    : QObject(parent), readings([&hub] { return MenuBarReadings::from(hub); }), m_hub(hub), m_settings(settings),
+    : QObject(parent), readings([&hub] { return HubSnapshot::of(hub); }), m_hub(hub), m_settings(settings),
       m_hosts(std::move(hosts)), m_panels(std::make_unique<PanelHost>(hub, settings))
 {
     QPointer<StatusItemController> self(this);
@@ -109,7 +109,7 @@ void StatusItemController::rebuild()
     closeDropdown();
     m_entries.clear(); // deleting an item removes it from the tray
     m_host = availableHost();
-    const bool hasBattery = readings().hasBattery;
+    const bool hasBattery = readings().batteryPresent;
     for (const ModuleConfig& module : m_settings.config().modules) {
         if (!module.enabled || (module.kind == ModuleKind::battery && !hasBattery))
             continue;
@@ -125,7 +125,7 @@ void StatusItemController::rebuild()
     applyTrayPreferences();
 }
 
-void StatusItemController::updateItem(Entry& entry, const ModuleConfig& module, const MenuBarReadings& live,
+void StatusItemController::updateItem(Entry& entry, const ModuleConfig& module, const HubSnapshot& live,
                                        const Config& config)
 {
     TrayFace face = TrayFaces::face(module, live, config, valueInIcon());
@@ -173,7 +173,7 @@ void StatusItemController::refresh()
         return;
     }
     const Config& config = m_settings.config();
-    const MenuBarReadings live = readings();
+    const HubSnapshot live = readings();
     for (Entry& entry : m_entries) {
         const auto module = std::find_if(config.modules.begin(), config.modules.end(),
                                          [&](const ModuleConfig& m) { return m.kind == entry.kind; });

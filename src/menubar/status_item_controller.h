@@ -94,7 +94,7 @@ public:
     std::function<void()> onCheckForUpdates;
 
     // Where the live values come from; tests and the diagnostics dump replace it.
-    std::function<MenuBarReadings()> readings;
+    std::function<HubSnapshot()> readings;
 
     // The names the items carry, so the desktop can tell them apart: "pulsebar-cpu", "Pulsebar CPU".
     static QString itemId(ModuleKind kind);
@@ -108,7 +108,7 @@ private:
     void activated(ModuleKind kind, QPoint at);
     void showContextMenu(QPoint at);
     void updateMenu();
-    void updateItem(Entry& entry, const ModuleConfig& module, const MenuBarReadings& live, const Config& config);
+    void updateItem(Entry& entry, const ModuleConfig& module, const HubSnapshot& live, const Config& config);
 
     Hub& m_hub;
     AppSettings& m_settings;

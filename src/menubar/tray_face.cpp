@@ -103,7 +103,7 @@ QString compactRate(double bytesPerSecond, bool bits)
     return digits + QLatin1String(prefixes[unit]);
 }
 
-TrayIconValue value(ModuleKind kind, const MenuBarReadings& r, const Config& config)
+TrayIconValue value(ModuleKind kind, const HubSnapshot& r, const Config& config)
 {
     const auto share = [](double percent, PartColor color) {
         return TrayIconValue{wholeNumber(percent), {}, std::clamp(percent / 100.0, 0.0, 1.0), color};
@@ -118,17 +118,17 @@ TrayIconValue value(ModuleKind kind, const MenuBarReadings& r, const Config& con
     switch (kind) {
     case ModuleKind::combined:
     case ModuleKind::cpu: return share(r.cpuUser + r.cpuSystem, PartColor::blue);
-    case ModuleKind::gpu: return r.hasGPU ? share(r.gpuUtilization, PartColor::purple) : TrayIconValue{};
+    case ModuleKind::gpu: return r.gpuUtilization ? share(*r.gpuUtilization, PartColor::purple) : TrayIconValue{};
     case ModuleKind::memory:
         return share(r.memoryUsed, MenuBarContent::pressureColor(r.memoryPressureLevel));
-    case ModuleKind::disks: return r.startupDiskUsed ? share(*r.startupDiskUsed, PartColor::foreground) : TrayIconValue{};
+    case ModuleKind::disks: return r.startupVolume && r.startupVolume->usedPercent() ? share(*r.startupVolume->usedPercent(), PartColor::foreground) : TrayIconValue{};
     case ModuleKind::network:
         if (r.internetReachable == false)
             return {};
         return {compactRate(r.download, config.bandwidthBits), {}, std::nullopt, PartColor::blue};
-    case ModuleKind::sensors: return degrees(r.temperature);
+    case ModuleKind::sensors: return degrees(r.menubarTemperature);
     case ModuleKind::battery: {
-        if (!r.hasBattery)
+        if (!r.batteryPresent)
             return {};
         const PartColor color = r.batteryPercent < 15 ? PartColor::red
                                 : r.batteryCharging   ? PartColor::green
@@ -143,13 +143,13 @@ TrayIconValue value(ModuleKind kind, const MenuBarReadings& r, const Config& con
     case ModuleKind::time: {
         if (config.menubarClocks.isEmpty() || !QTimeZone(config.menubarClocks.first().toUtf8()).isValid())
             return {};
-        return clockValue(QDateTime::fromMSecsSinceEpoch(qint64(r.now * 1000), QTimeZone(config.menubarClocks.first().toUtf8())));
+        return clockValue(QDateTime::fromMSecsSinceEpoch(qint64(r.time * 1000), QTimeZone(config.menubarClocks.first().toUtf8())));
     }
     }
     return {};
 }
 
-TrayFace face(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config, bool valueInIcon)
+TrayFace face(const ModuleConfig& module, const HubSnapshot& readings, const Config& config, bool valueInIcon)
 {
     const MenuBarParts all = MenuBarContent::allParts(module.kind, readings, config);
     const MenuBarParts chosen = MenuBarContent::select(all, module.style);

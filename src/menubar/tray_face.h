@@ -41,7 +41,7 @@ inline constexpr QChar figureSpace = QChar(0x2007);
 
 // The face of one module in its display style. With `valueInIcon` a style that shows text puts its
 // value into the icon instead and has no label.
-TrayFace face(const ModuleConfig& module, const MenuBarReadings& readings, const Config& config, bool valueInIcon);
+TrayFace face(const ModuleConfig& module, const HubSnapshot& readings, const Config& config, bool valueInIcon);
 
 // The text parts on one line (a two-line part's lines side by side), each padded with figure spaces to
 // its template, so trays that ignore the label guide keep the label's width as digits change.
@@ -51,7 +51,7 @@ QString labelGuide(const MenuBarParts& parts);
 // `text` with figure spaces in front of its number for each digit it has fewer than the template's.
 QString padded(const QString& text, const QString& widthTemplate);
 
-TrayIconValue value(ModuleKind kind, const MenuBarReadings& readings, const Config& config);
+TrayIconValue value(ModuleKind kind, const HubSnapshot& readings, const Config& config);
 
 // "38M", "512K", "900": a rate in at most four characters, the unit dropped to its prefix letter.
 QString compactRate(double bytesPerSecond, bool bits);

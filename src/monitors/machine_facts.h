@@ -45,9 +45,6 @@ public:
     // The distribution's pretty name, then the kernel release in parentheses.
     virtual std::optional<QString> readOSVersion() = 0;
     virtual std::vector<ThermalZoneReading> readThermalZones() = 0;
-
-    // The reader of the running system, rooted at PULSEBAR_SYSROOT.
-    static std::unique_ptr<MachineReader> forThisSystem();
 };
 
 } // namespace pulsebar

@@ -48,6 +48,8 @@ struct WiFiInfo {
     QString phyMode;              // "802.11ax (Wi-Fi 6)", "—" when unknown
     QString security;             // "WPA2 Personal", "None", "—" when unknown
     std::optional<QString> countryCode;
+    // Joined to a network: a link that names neither a network nor an access point is not.
+    bool isAssociated() const { return ssid.has_value() || bssid.has_value(); }
     bool operator==(const WiFiInfo&) const = default;
 };
 
@@ -58,8 +60,7 @@ struct WiFiInfo {
 class NetworkMonitor : public QObject {
     Q_OBJECT
 public:
-    explicit NetworkMonitor(std::unique_ptr<NetworkReader> reader = NetworkReader::forThisSystem(),
-                            QObject* parent = nullptr);
+    explicit NetworkMonitor(std::unique_ptr<NetworkReader> reader, QObject* parent = nullptr);
     ~NetworkMonitor() override;
 
     void sample();

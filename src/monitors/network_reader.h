@@ -83,9 +83,6 @@ public:
     // Factory link-layer addresses of the physical interfaces.
     virtual std::map<QString, QString> readHardwareAddresses() = 0;
     virtual bool isBridge(const QString& bsdName) = 0;
-
-    // The reader of the running system, rooted at PULSEBAR_SYSROOT.
-    static std::unique_ptr<NetworkReader> forThisSystem();
 };
 
 } // namespace pulsebar

@@ -108,6 +108,13 @@ protected:
         return "[mcp_servers.pulsebar]\ncommand = \"" + command.toUtf8() + "\"\nargs = [\"--mcp\"]\n";
     }
 
+    QJsonObject parsedTomlText(const QByteArray& text) const
+    {
+        const QString path = tmp.path() + "/expected.toml";
+        writeFile(path, text);
+        return parsedToml(path);
+    }
+
     // The TOML file as Python's own TOML reader sees it, converted to JSON.
     QJsonObject parsedToml(const QString& path) const
     {
@@ -234,15 +241,46 @@ TEST_F(Agents, AddCreatesMissingFilesAndTypesTheVsCodeEntry)
     // Nothing existed before, so there is nothing to back up.
     EXPECT_FALSE(QFile::exists(agentPath(".config/Code/User/mcp.json.pulsebar-backup")));
 
-    // An empty file and a "servers" member that is not an object both start an empty server list.
+    // An empty file starts an empty server list.
     writeFile(agentPath(".gemini/settings.json"), "  \n");
     EXPECT_EQ(agents({"add", "gemini-cli"}).exitCode, 0);
     EXPECT_EQ(parseObject(readFile(agentPath(".gemini/settings.json"))),
               QJsonObject({{"mcpServers", QJsonObject{{"pulsebar", pulsebarEntry(self)}}}}));
-    writeFile(agentPath(".lmstudio/mcp.json"), R"({"mcpServers": "none", "keep": 1})");
+}
+
+TEST_F(Agents, AnExistingEntryKeepsItsOwnMembers)
+{
+    makeProgram("code");
+    const QString config = agentPath(".config/Code/User/mcp.json");
+    writeFile(config, R"({"servers": {"pulsebar": {"command": "/old", "args": ["-v"], "type": "sse",
+                                                  "env": {"A": "1"}, "disabled": true}}})");
+    ASSERT_EQ(agents({"add", "vscode"}).exitCode, 0);
+    EXPECT_EQ(parseObject(readFile(config)).value("servers").toObject().value("pulsebar").toObject(),
+              QJsonObject({{"command", self}, {"args", QJsonArray{"--mcp"}}, {"type", "stdio"},
+                           {"env", QJsonObject{{"A", "1"}}}, {"disabled", true}}));
+}
+
+TEST_F(Agents, JsonThatARewriteWouldChangeIsLeftAlone)
+{
+    const QString config = agentPath(".lmstudio/mcp.json");
+    const QList<QPair<QByteArray, QByteArray>> refused{
+        {R"({"mcpServers": [{"name": "a"}]})", "\"mcpServers\" is not an object"},
+        {R"({"mcpServers": "none", "keep": 1})", "\"mcpServers\" is not an object"},
+        {R"({"mcpServers": {}, "id": 123456789012345678901234567890})", "it holds numbers"},
+        {R"({"mcpServers": {}, "ratio": 0.10000000000000000000001})", "it holds numbers"},
+    };
+    for (const auto& [contents, reason] : refused) {
+        writeFile(config, contents);
+        const RunResult r = agents({"add", "lm-studio"});
+        EXPECT_EQ(r.exitCode, 1) << contents.constData();
+        EXPECT_TRUE(r.err.startsWith("LM Studio's config file couldn't be edited safely (" + reason)) << r.err.constData();
+        EXPECT_TRUE(r.err.endsWith("), so Pulsebar left it alone. Use the snippet below instead.\n"));
+        EXPECT_EQ(parseObject(r.out), QJsonObject({{"mcpServers", QJsonObject{{"pulsebar", pulsebarEntry(self)}}}}));
+        EXPECT_EQ(readFile(config), contents);
+    }
+    // Numbers that read back as the same value are rewritten, whatever their spelling.
+    writeFile(config, R"({"a": 1.50, "b": 15e-1, "c": -0.0, "d": 9223372036854775807, "e": 1e20})");
     EXPECT_EQ(agents({"add", "lm-studio"}).exitCode, 0);
-    EXPECT_EQ(parseObject(readFile(agentPath(".lmstudio/mcp.json"))),
-              QJsonObject({{"keep", 1}, {"mcpServers", QJsonObject{{"pulsebar", pulsebarEntry(self)}}}}));
 }
 
 TEST_F(Agents, AddingFromAMovedExecutableUpdatesTheCommand)
@@ -386,7 +424,7 @@ TEST_F(Agents, ConfigPathsThatAreNotReadableFilesAreLeftAlone)
 
 TEST_F(Agents, ASymlinkedConfigIsWrittenThroughToItsTarget)
 {
-    const QString target = tmp.path() + "/dotfiles/cursor.json";
+    const QString target = agentPath("dotfiles/cursor.json");
     writeFile(target, R"({"mcpServers": {"mine": {"command": "m"}}})");
     QDir().mkpath(agentPath(".cursor"));
     ASSERT_TRUE(QFile::link(target, agentPath(".cursor/mcp.json")));
@@ -401,10 +439,58 @@ TEST_F(Agents, ASymlinkedConfigIsWrittenThroughToItsTarget)
 
     // A link whose target does not exist yet gets its target created.
     QFile::remove(agentPath(".cursor/mcp.json"));
-    ASSERT_TRUE(QFile::link(tmp.path() + "/dotfiles/new/cursor.json", agentPath(".cursor/mcp.json")));
+    ASSERT_TRUE(QFile::link(agentPath("dotfiles/new/cursor.json"), agentPath(".cursor/mcp.json")));
     ASSERT_EQ(agents({"add", "cursor"}).exitCode, 0);
     EXPECT_TRUE(QFileInfo(agentPath(".cursor/mcp.json")).isSymLink());
     EXPECT_EQ(status("cursor"), "added");
+}
+
+// Root setting up another user's agents keeps that user's files theirs and private.
+TEST_F(Agents, RootKeepsOwnersAndModesAndFollowsNoLinkOutOfTheHome)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root";
+    const uid_t user = 4321;
+    ASSERT_EQ(::chown(QFile::encodeName(agentHome).constData(), user, user), 0);
+    const QString cursor = agentPath(".cursor/mcp.json");
+    writeFile(cursor, "{}");
+    ::chmod(QFile::encodeName(cursor).constData(), 0400);
+    ::chown(QFile::encodeName(cursor).constData(), user, user);
+
+    const mode_t oldMask = ::umask(0);
+    const RunResult added = agents({"add", "cursor"});
+    const RunResult created = agents({"add", "gemini-cli"});
+    ::umask(oldMask);
+    ASSERT_EQ(added.exitCode, 0) << added.err.constData();
+    ASSERT_EQ(created.exitCode, 0) << created.err.constData();
+
+    const auto stat = [](const QString& path) {
+        struct stat info{};
+        EXPECT_EQ(::stat(QFile::encodeName(path).constData(), &info), 0) << path.toStdString();
+        return std::tuple{info.st_uid, info.st_gid, info.st_mode & 07777};
+    };
+    EXPECT_EQ(stat(cursor), std::tuple(user, user, 0400u));
+    EXPECT_EQ(stat(cursor + ".pulsebar-backup"), std::tuple(user, user, 0400u));
+    EXPECT_EQ(stat(agentPath(".gemini")), std::tuple(user, user, 0700u));
+    EXPECT_EQ(stat(agentPath(".gemini/settings.json")), std::tuple(user, user, 0600u));
+
+    // Links out of the home, or to a file the user does not own, are not written through.
+    const QString outside = tmp.path() + "/elsewhere.json";
+    const QString rootsOwn = agentPath("roots.json");
+    writeFile(outside, "{}");
+    writeFile(rootsOwn, "{}");
+    const QString windsurf = agentPath(".codeium/windsurf/mcp_config.json");
+    for (const QString& target : {outside, rootsOwn, tmp.path() + "/missing/new.json"}) {
+        QFile::remove(windsurf);
+        QDir().mkpath(QFileInfo(windsurf).path());
+        ASSERT_TRUE(QFile::link(target, windsurf));
+        const RunResult r = agents({"add", "windsurf"});
+        EXPECT_EQ(r.exitCode, 1) << target.toStdString();
+        EXPECT_TRUE(r.err.contains("left it alone")) << r.err.constData();
+    }
+    EXPECT_EQ(readFile(outside), "{}");
+    EXPECT_EQ(readFile(rootsOwn), "{}");
+    EXPECT_FALSE(QFileInfo::exists(tmp.path() + "/missing"));
 }
 
 TEST_F(Agents, CodexTableIsAddedAndRemovedAroundOtherTables)
@@ -473,14 +559,78 @@ TEST_F(Agents, CodexTableInEmptyFilesAndFilesWithoutAFinalNewline)
     EXPECT_EQ(readFile(config), lookalikes + "\n");
 }
 
-TEST_F(Agents, CodexCommandWithQuotesAndBackslashesStaysValidToml)
+TEST_F(Agents, CodexCommandsWithQuotesBackslashesAndControlCharactersStayValidToml)
 {
-    const QString moved = copyOfBinary("odd \"dir\" \\ name");
-    QDir().mkpath(agentPath(".codex"));
-    const RunResult r = agentsFrom(moved, {"add", "codex"});
-    ASSERT_EQ(r.exitCode, 0) << r.err.constData();
-    EXPECT_EQ(statusTable(r.out).value("codex"), "added");
-    EXPECT_EQ(parsedToml(agentPath(".codex/config.toml")).value("mcp_servers").toObject(),
-              QJsonObject({{"pulsebar", pulsebarEntry(moved)}}));
-    EXPECT_EQ(status("codex"), "addedElsewhere(" + moved + ")");
+    for (const QString& folder : {"odd \"dir\" \\ name", "line\nfeed\ttab"}) {
+        const QString moved = copyOfBinary(folder);
+        QFile::remove(agentPath(".codex/config.toml"));
+        QDir().mkpath(agentPath(".codex"));
+        const RunResult r = agentsFrom(moved, {"add", "codex"});
+        ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+        EXPECT_EQ(statusTable(r.out).value("codex"), "added");
+        EXPECT_EQ(parsedToml(agentPath(".codex/config.toml")).value("mcp_servers").toObject(),
+                  QJsonObject({{"pulsebar", pulsebarEntry(moved)}}));
+    }
+}
+
+TEST_F(Agents, CodexTablesInEveryLayoutAreReplacedOrTheFileIsLeftAlone)
+{
+    const QString config = agentPath(".codex/config.toml");
+    const QByteArray profile = "# the fast one\n[profiles.fast]\nmodel = \"o4-mini\"\n";
+    struct Case {
+        QByteArray before;
+        QByteArray others; // the settings besides pulsebar, as TOML; refused when empty
+    };
+    const QList<Case> cases{
+        {"[mcp_servers.pulsebar] # mine\ncommand = \"/old\"\n\n" + profile, profile},
+        {"  [ mcp_servers . pulsebar ]  \n  command = \"/old\"\n" + profile, profile},
+        {"[mcp_servers.\"pulsebar\"]\ncommand = '/old'\nenv = { A = \"1\" }\n[mcp_servers.pulsebar.more]\nx = 1\n" + profile,
+         profile},
+        {"model = \"o3\"\nmcp_servers.pulsebar.command = \"/old\"\nmcp_servers.pulsebar.args = []\n", "model = \"o3\"\n"},
+        {"[mcp_servers]\npulsebar = { command = \"/old\" }\ngithub = { command = \"gh\" }\n",
+         "[mcp_servers]\ngithub = { command = \"gh\" }\n"},
+        {"[mcp_servers]\npulsebar.command = \"/old\"\npulsebar.args = [\n  \"--mcp\",\n]\nx.command = \"x\"\n",
+         "[mcp_servers]\nx.command = \"x\"\n"},
+        {"notes = \"\"\"\n[mcp_servers.pulsebar]\ncommand = \"/fake\"\n\"\"\"\n" + profile,
+         "notes = \"\"\"\n[mcp_servers.pulsebar]\ncommand = \"/fake\"\n\"\"\"\n" + profile},
+        {"mcp_servers = { pulsebar = { command = \"/old\" }, github = { command = \"gh\" } }\n", {}},
+        {"mcp_servers = 1\n", {}},
+    };
+    for (const Case& c : cases) {
+        writeFile(config, c.before);
+        QFile::remove(config + ".pulsebar-backup");
+        RunResult r = agents({"add", "codex"});
+        if (c.others.isEmpty()) {
+            EXPECT_EQ(r.exitCode, 1) << c.before.constData();
+            EXPECT_TRUE(r.err.startsWith("Codex CLI's config file couldn't be edited safely (mcp_servers is "));
+            EXPECT_TRUE(r.err.endsWith("so Pulsebar left it alone. Use the table below instead.\n"));
+            EXPECT_EQ(r.out, codexTable(self));
+            EXPECT_EQ(readFile(config), c.before);
+            continue;
+        }
+        ASSERT_EQ(r.exitCode, 0) << c.before.constData() << r.err.constData();
+        QJsonObject expected = parsedTomlText(c.others);
+        QJsonObject servers = expected.value("mcp_servers").toObject();
+        servers.insert("pulsebar", pulsebarEntry(self));
+        expected.insert("mcp_servers", servers);
+        EXPECT_EQ(parsedToml(config), expected) << readFile(config).constData();
+        if (c.before.contains(profile))
+            EXPECT_TRUE(readFile(config).contains(profile)) << readFile(config).constData();
+        EXPECT_EQ(statusTable(r.out).value("codex"), "added");
+
+        r = agents({"remove", "codex"});
+        ASSERT_EQ(r.exitCode, 0) << r.err.constData();
+        QJsonObject left = parsedToml(config);
+        if (left.value("mcp_servers").toObject().isEmpty())
+            left.remove("mcp_servers");
+        EXPECT_EQ(left, parsedTomlText(c.others)) << readFile(config).constData();
+    }
+
+    // Text that is not TOML is not touched.
+    writeFile(config, "model = \n");
+    const RunResult r = agents({"add", "codex"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, "Codex CLI's config file couldn't be read as TOML, so Pulsebar left it alone. Use the table "
+                     "below instead.\n");
+    EXPECT_EQ(readFile(config), "model = \n");
 }

@@ -11,16 +11,16 @@ namespace {
 
 const EventToggles allOn{true, true, true, true, true, true};
 
-LiveState laptop(bool onAC, double percent)
+HubSnapshot laptop(bool onAC, double percent)
 {
-    LiveState s;
+    HubSnapshot s;
     s.batteryPresent = true;
     s.onAC = onAC;
     s.batteryPercent = percent;
     return s;
 }
 
-std::vector<Notification> changes(const LiveState& before, const LiveState& now, const EventToggles& toggles = allOn)
+std::vector<Notification> changes(const HubSnapshot& before, const HubSnapshot& now, const EventToggles& toggles = allOn)
 {
     return eventAnnouncements(EventState::from(before), EventState::from(now), now, toggles, "1.1.1.1");
 }
@@ -34,8 +34,8 @@ TEST(Events, ChargerAndChargedNeedABattery)
     EXPECT_EQ(changes(laptop(true, 40), laptop(false, 39.5)),
               (std::vector<Notification>{{"Charger disconnected", "Battery at 40%."}}));
 
-    LiveState desktop;
-    LiveState unplugged = desktop;
+    HubSnapshot desktop;
+    HubSnapshot unplugged = desktop;
     desktop.onAC = true;
     EXPECT_TRUE(changes(desktop, unplugged).empty());
 
@@ -43,7 +43,7 @@ TEST(Events, ChargerAndChargedNeedABattery)
     EXPECT_EQ(changes(laptop(true, 99.4), laptop(true, 99.5)),
               (std::vector<Notification>{{"Battery is now charged", "Battery at 100%."}}));
     EXPECT_TRUE(changes(laptop(false, 99.4), laptop(false, 99.9)).empty());
-    LiveState reported = laptop(false, 97);
+    HubSnapshot reported = laptop(false, 97);
     reported.batteryCharged = true;
     EXPECT_EQ(changes(laptop(false, 97), reported).size(), 1u);
     EXPECT_TRUE(changes(reported, reported).empty());
@@ -56,22 +56,22 @@ TEST(Events, ChargerAndChargedNeedABattery)
 
 TEST(Events, WiFiJoinsAreNewsButAFirstPublicAddressIsNot)
 {
-    LiveState none;
-    LiveState home;
+    HubSnapshot none;
+    HubSnapshot home;
     home.wifiAssociated = true;
     home.wifiSSID = "Home";
     home.publicIP = "203.0.113.7";
     EXPECT_EQ(changes(none, home), (std::vector<Notification>{{"Wi-Fi connected", "Connected to 'Home'."}}));
     EXPECT_TRUE(changes(home, home).empty());
 
-    LiveState cafe = home;
+    HubSnapshot cafe = home;
     cafe.wifiSSID = "Café";
     cafe.publicIP = "198.51.100.2";
     EXPECT_EQ(changes(home, cafe), (std::vector<Notification>{{"Wi-Fi connected", "Connected to 'Café'."},
                                                               {"New public IP address", "198.51.100.2"}}));
 
     // A name without an association, or losing the network, says nothing.
-    LiveState named = none;
+    HubSnapshot named = none;
     named.wifiSSID = "Home";
     EXPECT_TRUE(changes(none, named).empty());
     EXPECT_TRUE(changes(home, none).empty());
@@ -79,10 +79,10 @@ TEST(Events, WiFiJoinsAreNewsButAFirstPublicAddressIsNot)
 
 TEST(Events, ReachabilityOnlyBetweenKnownStates)
 {
-    LiveState unknown;
-    LiveState up;
+    HubSnapshot unknown;
+    HubSnapshot up;
     up.internetReachable = true;
-    LiveState down;
+    HubSnapshot down;
     down.internetReachable = false;
     EXPECT_TRUE(changes(unknown, down).empty());
     EXPECT_TRUE(changes(unknown, up).empty());
@@ -95,11 +95,11 @@ TEST(Events, ReachabilityOnlyBetweenKnownStates)
 
 TEST(Events, PrimaryInterfaceCountsAbsenceAsAValue)
 {
-    LiveState wired;
+    HubSnapshot wired;
     wired.primaryInterface = "eth0";
-    LiveState wireless;
+    HubSnapshot wireless;
     wireless.primaryInterface = "wlan0";
-    LiveState none;
+    HubSnapshot none;
     EXPECT_EQ(changes(wired, wireless),
               (std::vector<Notification>{{"Primary network interface changed", "wlan0"}}));
     EXPECT_EQ(changes(wired, none), (std::vector<Notification>{{"Primary network interface changed", "None"}}));
@@ -108,10 +108,10 @@ TEST(Events, PrimaryInterfaceCountsAbsenceAsAValue)
 
 TEST(Events, TogglesSilenceTheirOwnEventOnly)
 {
-    LiveState before = laptop(false, 50);
+    HubSnapshot before = laptop(false, 50);
     before.internetReachable = true;
     before.primaryInterface = "eth0";
-    LiveState after = laptop(true, 50);
+    HubSnapshot after = laptop(true, 50);
     after.internetReachable = false;
     after.wifiAssociated = true;
     after.wifiSSID = "Home";
@@ -133,7 +133,7 @@ TEST(Events, TheEngineComparesWithThePreviousTickAndIsSilentOnTheFirst)
     Config config;
     config.rules.clear();
     config.pingHost = "example.org";
-    LiveState s;
+    HubSnapshot s;
     s.internetReachable = false;
     engine.evaluate(s, config, 10);
     EXPECT_TRUE(notifier.posts.empty()); // nothing to compare with yet

@@ -17,9 +17,9 @@ Rule rule(RuleMetric metric, RuleComparison comparison, double threshold, double
     return r;
 }
 
-LiveState cpuAt(double percent)
+HubSnapshot cpuAt(double percent)
 {
-    LiveState s;
+    HubSnapshot s;
     s.cpuUser = percent;
     return s;
 }
@@ -37,8 +37,8 @@ struct RuleRun {
         config.events = EventToggles{false, false, false, false, false, false};
     }
     // Seconds after the silence, so that t = 0 is the first tick that may notify.
-    void at(double t, const LiveState& state) { engine.evaluate(state, config, launch + 5.5 + t); }
-    void hold(double from, double to, const LiveState& state)
+    void at(double t, const HubSnapshot& state) { engine.evaluate(state, config, launch + 5.5 + t); }
+    void hold(double from, double to, const HubSnapshot& state)
     {
         for (double t = from; t <= to; t += 1)
             at(t, state);
@@ -83,7 +83,7 @@ TEST(RuleEngine, ZeroDurationFiresAtOnceWithoutADurationInTheBody)
 {
     Rule low = rule(RuleMetric::batteryLevel, RuleComparison::below, 15, 0);
     RuleRun run({low});
-    LiveState s;
+    HubSnapshot s;
     s.batteryPresent = true;
     s.batteryPercent = 15; // not below 15
     run.at(0, s);
@@ -95,7 +95,7 @@ TEST(RuleEngine, ZeroDurationFiresAtOnceWithoutADurationInTheBody)
 
     // A fractional duration is quoted in whole seconds.
     RuleRun fractional({rule(RuleMetric::temperature, RuleComparison::above, 80.5, 2.9)});
-    LiveState hot;
+    HubSnapshot hot;
     hot.cpuTemperature = 85;
     fractional.hold(0, 3, hot);
     ASSERT_EQ(fractional.notifier.posts.size(), 1u);
@@ -110,7 +110,7 @@ TEST(RuleEngine, NothingInTheFirstFiveSecondsAfterCreation)
     RuleEngine engine(fixture.hub, launch, notifier);
     Config config;
     config.rules = {rule(RuleMetric::cpu, RuleComparison::above, 10, 0)};
-    LiveState battery = cpuAt(50);
+    HubSnapshot battery = cpuAt(50);
     battery.batteryPresent = true;
     battery.onAC = true;
     engine.evaluate(battery, config, launch);
@@ -131,7 +131,7 @@ TEST(RuleEngine, RulesRunInOrderSkipDisabledOnesAndIgnoreUnknownValues)
                  rule(RuleMetric::ping, RuleComparison::below, 100, 0, "c"),
                  rule(RuleMetric::diskUsed, RuleComparison::above, 0, 0, "d"),
                  rule(RuleMetric::download, RuleComparison::above, 1999, 0, "e")});
-    LiveState s = cpuAt(99);
+    HubSnapshot s = cpuAt(99);
     s.memoryUsed = 56.25;
     s.download = 2'048'000;
     run.at(0, s); // no GPU, no ping, no startup volume: those rules cannot hold
@@ -170,7 +170,7 @@ TEST(RuleEngine, ValuesAndFormats)
     EXPECT_EQ(RuleEngine::format(79.96), "80.0");
     EXPECT_EQ(RuleEngine::format(-1), "-1");
 
-    LiveState s;
+    HubSnapshot s;
     s.download = 2'048'000;
     s.upload = 512;
     EXPECT_EQ(RuleEngine::value(RuleMetric::download, s), 2000.0);

@@ -1,6 +1,7 @@
 #include "../support/test_support.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QThread>
 
@@ -25,17 +26,29 @@ TEST_F(Entry, VersionAndHelp)
     EXPECT_EQ(r.exitCode, 0);
     for (const char* mode : {"--mcp", "--agents status", "--agents add", "--agents remove", "--dump", "--version"})
         EXPECT_TRUE(r.out.contains(mode)) << mode;
+    EXPECT_TRUE(r.out.endsWith("\n"));
     EXPECT_TRUE(r.err.isEmpty());
 }
 
 TEST_F(Entry, DumpWinsOverEveryOtherModeAndTakesTheNextArgumentAsItsFolder)
 {
+    // A request on standard input: had the server run, it would have answered it.
+    const QByteArray request = R"({"jsonrpc":"2.0","id":1,"method":"ping"})" "\n";
     const QString out = home.path() + "/dump-out";
-    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), {}, {}, 300000); // a whole dump
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_FALSE(r.out.contains("jsonrpc")); // the server did not run
-    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), {}, {}, 300000);
-    EXPECT_EQ(r.exitCode, 0);
+    // Rendering every sample state takes a while on a busy machine.
+    constexpr int dumpTimeoutMs = 300000;
+    RunResult r = runPulsebar({"--mcp", "--dump", out}, home.path(), request, {}, dumpTimeoutMs);
+    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_FALSE(r.out.contains("jsonrpc"));
+    EXPECT_TRUE(QFileInfo::exists(out + "/index.html"));
+
+    // Without a folder after it, --dump makes a new one in the working folder; --agents never runs.
+    r = runPulsebar({"--agents", "status", "--dump"}, home.path(), request, {}, dumpTimeoutMs);
+    EXPECT_EQ(r.exitCode, 0) << r.err.constData();
+    EXPECT_FALSE(r.out.contains("claude-desktop"));
+    const QString made = QString::fromUtf8(r.out.trimmed());
+    EXPECT_TRUE(QFileInfo(made).fileName().startsWith("pulsebar-dump-")) << r.out.constData();
+    EXPECT_TRUE(QFileInfo::exists(made + "/index.html"));
 }
 
 TEST_F(Entry, ModesAreMatchedExactly)

@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QJsonDocument>
 
+#include <QFileInfo>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -152,11 +154,17 @@ TEST(Preferences, DamagedFilesReadAsDefaultsAndAreReplacedOnTheNextChange)
         settings.setConfig(next);
         EXPECT_EQ(AppSettings::load(Preferences(path)).updateInterval, 7);
     }
-    // A missing folder and file are created on the first write.
-    Preferences fresh(dir.path() + "/new/dir/preferences.json");
+    // A missing folder and file are created on the first write, private whatever the umask.
+    const QString freshPath = dir.path() + "/new/dir/preferences.json";
+    Preferences fresh(freshPath);
     EXPECT_TRUE(fresh.all().isEmpty());
+    const mode_t oldMask = ::umask(0);
     EXPECT_TRUE(fresh.setValue("appearance", "dark"));
+    ::umask(oldMask);
     EXPECT_EQ(fresh.value("appearance").toString(), "dark");
+    EXPECT_EQ(QFileInfo(freshPath).permissions() & 0x0777, QFile::ReadUser | QFile::WriteUser);
+    EXPECT_EQ(QFileInfo(QFileInfo(freshPath).path()).permissions() & 0x0777,
+              QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
 }
 
 TEST(Preferences, AWriteKeepsTheOtherKeys)

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 using namespace pulsebar;
 
 TEST(Fmt, PercentRoundsHalfAwayFromZero)
@@ -57,7 +60,8 @@ TEST(Fmt, DurationComponents)
     const std::pair<double, const char*> cases[] = {
         {0, "0m"},          {59, "0m"},        {59.99, "0m"},       {60, "1m"},        {2700, "45m"},
         {3600, "1h 0m"},    {11100, "3h 5m"},  {86399, "23h 59m"},  {86400, "1d 0h 0m"},
-        {90000, "1d 1h 0m"}, {173220, "2d 0h 7m"},
+        {90000, "1d 1h 0m"}, {173220, "2d 0h 7m"}, {std::nan(""), "0m"},
+        {std::numeric_limits<double>::infinity(), "0m"}, {1e300, "1157407407d 9h 46m"},
     };
     for (const auto& [seconds, text] : cases)
         EXPECT_EQ(Fmt::duration(seconds), text) << seconds;

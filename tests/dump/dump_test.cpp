@@ -1,4 +1,5 @@
 #include "core/config.h"
+#include "settings/settings_panes.h"
 #include "../support/test_support.h"
 
 #include <QDir>
@@ -67,6 +68,17 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/no-battery/panels.json")).object()["battery"].toObject()["sections"]
                   .toArray()[0].toObject()["rows"].toArray()[0].toObject()["value"].toString(),
               "This computer has no battery.");
+
+    // Every settings pane, light and dark, at the window's size; the dark one is dark.
+    for (const SettingsPaneEntry& pane : settingsPanes()) {
+        const QImage light(out + "/settings-" + pane.id + ".png");
+        const QImage dark(out + "/settings-" + pane.id + "-dark.png");
+        ASSERT_EQ(light.size(), QSize(840, 580)) << pane.id.toStdString();
+        ASSERT_EQ(dark.size(), QSize(840, 580)) << pane.id.toStdString();
+        EXPECT_GT(light.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
+        EXPECT_LT(dark.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
+        EXPECT_TRUE(index.contains("settings-" + pane.id + "-dark.png"));
+    }
     // Weather and sky in the states that show them: polar summer, a failed first fetch.
     const QJsonObject hot = QJsonDocument::fromJson(readFile(out + "/hot/panels.json")).object();
     EXPECT_EQ(hot["astronomy"].toObject()["sections"].toArray()[0].toObject()["rows"].toArray()[0].toObject()["label"]
@@ -89,15 +101,21 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
 TEST(Dump, WithoutAFolderItWritesANewOneHereAndAnUnwritableFolderFails)
 {
     QTemporaryDir home;
-    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 300000); // the working folder is the home
+    // The working folder is the home; rendering every sample state takes a while on a busy machine.
+    RunResult r = runPulsebar({"--dump"}, home.path(), {}, {}, 300000);
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString folder = QString::fromUtf8(r.out.trimmed());
     EXPECT_TRUE(QFileInfo(folder).fileName().startsWith("pulsebar-dump-"));
     EXPECT_EQ(QFileInfo(folder).absolutePath(), QFileInfo(home.path()).canonicalFilePath());
     EXPECT_TRUE(QFileInfo::exists(folder + "/index.html"));
 
+    // A folder that cannot be made (a file is in the way), and one that exists but cannot be written,
+    // even by root.
     writeFile(home.path() + "/plain-file", "x");
-    r = runPulsebar({"--dump", home.path() + "/plain-file/inside"}, home.path());
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_TRUE(r.err.contains("Cannot create the folder"));
+    for (const QString& unwritable : {home.path() + "/plain-file/inside", QStringLiteral("/proc")}) {
+        r = runPulsebar({"--dump", unwritable}, home.path());
+        EXPECT_EQ(r.exitCode, 1) << unwritable.toStdString();
+        EXPECT_TRUE(r.err.contains("pulsebar --dump: Cannot ")) << r.err.constData();
+        EXPECT_TRUE(r.err.contains(unwritable.toUtf8())) << r.err.constData();
+    }
 }

@@ -11,6 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
+#include <sys/stat.h>
+
 using namespace pulsebar;
 using namespace pulsebar::test;
 
@@ -58,6 +62,7 @@ TEST_F(HistoryStoreTest, OlderFileLackingAColumnGainsItAndItsOldRowsReadAbsent)
     {
         QDir().mkpath(QFileInfo(path).absolutePath());
         SqlFile old(path);
+        old.exec(QString("PRAGMA application_id = %1").arg(HistoryStore::applicationId));
         old.exec("CREATE TABLE raw (ts INTEGER PRIMARY KEY, cpu_user REAL, cpu_system REAL, gpu REAL, "
                  "mem_pressure REAL, mem_used REAL, disk_read REAL, disk_write REAL, net_down REAL, net_up REAL, "
                  "temperature REAL, fan REAL, battery REAL)");
@@ -297,6 +302,33 @@ TEST_F(HistoryStoreTest, FilesThatAreNotUsableDatabasesAreNeitherOpenedNorTouche
         EXPECT_EQ(readFile(path), damaged);
     }
 
+    // Databases of other programs, and ones that only look like Pulsebar's, are not touched either.
+    const QString tiers = "CREATE TABLE raw (ts INTEGER PRIMARY KEY, cpu_user REAL); "
+                          "CREATE TABLE m1 (ts INTEGER PRIMARY KEY, cpu_user REAL); "
+                          "CREATE TABLE m15 (ts INTEGER PRIMARY KEY, cpu_user REAL);";
+    const QStringList foreign{
+        "CREATE TABLE notes (id INTEGER PRIMARY KEY, body TEXT); INSERT INTO notes (body) VALUES ('keep');",
+        "CREATE TABLE raw (a TEXT, b TEXT);",
+        tiers + "CREATE TABLE notes (body TEXT);",
+        tiers + "CREATE INDEX by_cpu ON raw (cpu_user);",
+        "CREATE TABLE raw (ts INTEGER PRIMARY KEY, cpu_user REAL, comment TEXT); "
+        "CREATE TABLE m1 (ts INTEGER PRIMARY KEY); CREATE TABLE m15 (ts INTEGER PRIMARY KEY);",
+        tiers + "PRAGMA application_id = 42;",
+    };
+    for (const QString& schema : foreign) {
+        QFile::remove(path);
+        SqlFile(path).exec(schema);
+        const QByteArray before = readFile(path);
+        EXPECT_FALSE(openStore()) << schema.toStdString();
+        EXPECT_EQ(readFile(path), before) << schema.toStdString();
+        EXPECT_FALSE(QFileInfo::exists(path + "-wal"));
+    }
+    // A file of exactly the tiers, from before files were stamped, is Pulsebar's and gets the stamp.
+    QFile::remove(path);
+    SqlFile(path).exec(tiers);
+    EXPECT_TRUE(openStore());
+    EXPECT_EQ(SqlFile(path).value("PRAGMA application_id"), double(HistoryStore::applicationId));
+
     // Read-only opens never create a file.
     const QString missing = dir.path() + "/nowhere/history.sqlite";
     EXPECT_FALSE(HistoryStore::open(missing, HistoryStore::Access::readOnly));
@@ -325,4 +357,58 @@ TEST_F(HistoryStoreTest, TheFlushTimerWritesPendingRowsOnItsOwn)
     store->record({{HistoryMetric::cpuUser, 3}}, double(now()));
     SqlFile file(path, SQLITE_OPEN_READONLY);
     EXPECT_TRUE(waitUntil([&] { return file.count("raw") == 1; }, 3000));
+}
+
+TEST_F(HistoryStoreTest, ANewFileIsPrivateWhateverTheUmask)
+{
+    const mode_t oldMask = ::umask(0);
+    auto store = openStore();
+    ::umask(oldMask);
+    ASSERT_TRUE(store);
+    store->record({{HistoryMetric::cpuUser, 1}}, double(now()));
+    store->flush();
+    for (const QString& file : {path, path + "-wal"})
+        EXPECT_EQ(QFileInfo(file).permissions() & 0x0777, QFile::ReadUser | QFile::WriteUser) << file.toStdString();
+    EXPECT_EQ(QFileInfo(QFileInfo(path).path()).permissions() & 0x0777,
+              QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
+    EXPECT_EQ(SqlFile(path).value("PRAGMA application_id"), double(HistoryStore::applicationId));
+}
+
+TEST_F(HistoryStoreTest, HostileRowsAreLeftOutOfEveryRead)
+{
+    auto store = openStore();
+    ASSERT_TRUE(store);
+    const std::int64_t t = floorTo(now(), 10);
+    {
+        SqlFile file(path);
+        file.exec(QString("INSERT INTO raw (ts, cpu_user, fan) VALUES (%1, 9e999, 1e308), (%2, 40, 1e308), "
+                          "(%3, 99, 99), (%4, 99, 99), (-5, 99, 99)")
+                      .arg(t - 30).arg(t - 29).arg(t + 86400 * 365).arg(std::numeric_limits<std::int64_t>::max()));
+    }
+    const HistorySeries series = store->loadNow({HistoryMetric::cpuUser, HistoryMetric::fan}, HistoryRange::hour);
+    EXPECT_EQ(series.times, std::vector<double>{double(t - 30)});
+    // The infinity is left out of the mean; two huge values that overflow their mean read as absent.
+    EXPECT_EQ(series.values.at(HistoryMetric::cpuUser), std::vector<std::optional<double>>{40.0});
+    EXPECT_EQ(series.values.at(HistoryMetric::fan), std::vector<std::optional<double>>{std::nullopt});
+
+    // Nor do they reach the coarser tiers, and a value that is not finite is never stored.
+    store->record({{HistoryMetric::cpuUser, std::numeric_limits<double>::infinity()}, {HistoryMetric::gpu, 5}},
+                  double(t - 28));
+    store->flush();
+    SqlFile file(path);
+    EXPECT_EQ(file.value(QString("SELECT cpu_user FROM m1 WHERE ts = %1").arg(floorTo(t - 30, 60))), 40.0);
+    EXPECT_EQ(file.value(QString("SELECT cpu_user IS NULL FROM raw WHERE ts = %1").arg(t - 28)), 1.0);
+}
+
+TEST_F(HistoryStoreTest, AFailedRollUpWritesNoneOfTheBatch)
+{
+    auto store = openStore();
+    ASSERT_TRUE(store);
+    // The quarter-hour tier loses a column behind the store's back, so rolling up into it fails.
+    ASSERT_EQ(SqlFile(path).exec("ALTER TABLE m15 DROP COLUMN power"), SQLITE_OK);
+    store->record({{HistoryMetric::cpuUser, 10}}, double(now()));
+    store->flush();
+    SqlFile file(path);
+    EXPECT_EQ(file.count("raw"), 0);
+    EXPECT_EQ(file.count("m1"), 0);
 }

@@ -36,7 +36,7 @@ protected:
 
 TEST_F(Recording, TheApplicationRoleRecordsOneRowPerTickAtTheHubsTime)
 {
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     double time = 1'700'000'000.7;
     hub.now = [&] { return time; };
     hub.start();
@@ -54,13 +54,13 @@ TEST_F(Recording, TheApplicationRoleRecordsOneRowPerTickAtTheHubsTime)
 TEST_F(Recording, TheHeadlessRoleOpensReadOnlyAndNeverWrites)
 {
     {
-        Hub none(settings);
+        Hub none(settings, systemReaders());
         none.startHeadless();
         EXPECT_FALSE(none.history); // nothing recorded yet: no store, and no file made
         EXPECT_FALSE(QFileInfo::exists(historyPath));
     }
     HistoryStore::open(historyPath, HistoryStore::Access::writable).reset(); // the tray app ran once
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     hub.startHeadless();
     ASSERT_TRUE(hub.history);
     EXPECT_EQ(hub.history->access(), HistoryStore::Access::readOnly);
@@ -72,7 +72,7 @@ TEST_F(Recording, TheHeadlessRoleOpensReadOnlyAndNeverWrites)
 
 TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
 {
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     // A desktop: no GPU, no battery, no fans, no temperature, no power sensor.
     hub.gpu.gpus.clear();
     hub.sensors.sensors.clear();
@@ -92,7 +92,7 @@ TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
     hub.disks.writeRate = 0; // a real zero is recorded as zero
     hub.network.download = 1500;
     hub.network.upload = 20;
-    HistoryValues values = hub.historyValues();
+    HistoryValues values = HubSnapshot::of(hub).historyValues();
     const HistoryValues always{{HistoryMetric::cpuUser, 12.5},      {HistoryMetric::cpuSystem, 4},
                                {HistoryMetric::memoryPressure, 30}, {HistoryMetric::memoryUsed, 50},
                                {HistoryMetric::diskRead, 4096},     {HistoryMetric::diskWrite, 0},
@@ -100,7 +100,7 @@ TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
     EXPECT_EQ(values, always); // and nothing else: no gpu, temperature, fan, battery or power
 
     hub.memory.total = 0; // no total: used reads 0 rather than a division by zero
-    EXPECT_EQ(hub.historyValues().at(HistoryMetric::memoryUsed), 0.0);
+    EXPECT_EQ(HubSnapshot::of(hub).historyValues().at(HistoryMetric::memoryUsed), 0.0);
 
     // A laptop discharging at 11.5 V and 1.2 A, with a GPU, two fans and a CPU sensor.
     hub.gpu.gpus.resize(2);
@@ -111,7 +111,7 @@ TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
     hub.battery.amperage = -1.2;
     hub.sensors.fans = {Fan{0, 1800}, Fan{1, 2400}};
     hub.sensors.sensors = {Sensor{"TC0P", "CPU", SensorGroup::cpu, SensorKind::temperature, 61}};
-    values = hub.historyValues();
+    values = HubSnapshot::of(hub).historyValues();
     EXPECT_EQ(values.at(HistoryMetric::gpu), 35.0); // the busiest GPU
     EXPECT_EQ(values.at(HistoryMetric::battery), 64.0);
     EXPECT_DOUBLE_EQ(values.at(HistoryMetric::power), 13.8);
@@ -120,7 +120,7 @@ TEST_F(Recording, ARowHoldsExactlyTheMetricsWhoseSourcesHaveValues)
 
     // The machine's own total power wins over the battery's product.
     hub.sensors.sensors.push_back(Sensor{"PSTR", "System Total", SensorGroup::power, SensorKind::power, 22.5});
-    EXPECT_EQ(hub.historyValues().at(HistoryMetric::power), 22.5);
+    EXPECT_EQ(HubSnapshot::of(hub).historyValues().at(HistoryMetric::power), 22.5);
 }
 
 namespace {

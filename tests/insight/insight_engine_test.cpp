@@ -25,13 +25,13 @@ struct InsightRun {
     InsightEngine engine{fixture.hub, notifier};
     Config config;
 
-    const Insight& at(double now, const LiveState& state)
+    const Insight& at(double now, const HubSnapshot& state)
     {
         engine.evaluate(state, config, now);
         return engine.current();
     }
     // The same state on every tick from `from` to `to`, `step` seconds apart; returns the last insight.
-    const Insight& hold(double from, double to, const LiveState& state, double step = 1)
+    const Insight& hold(double from, double to, const HubSnapshot& state, double step = 1)
     {
         for (double t = from; t <= to; t += step)
             engine.evaluate(state, config, t);
@@ -39,24 +39,24 @@ struct InsightRun {
     }
 };
 
-LiveState busyProcess(double cpu = 85)
+HubSnapshot busyProcess(double cpu = 85)
 {
-    LiveState s;
+    HubSnapshot s;
     s.cpuUser = 30;
     s.processes = {process(10, "idle", 1), process(42, "ffmpeg", cpu), process(11, "shell", 2)};
     return s;
 }
 
-LiveState memoryPressure(MemoryPressureLevel level = MemoryPressureLevel::warning)
+HubSnapshot memoryPressure(MemoryPressureLevel level = MemoryPressureLevel::warning)
 {
-    LiveState s;
+    HubSnapshot s;
     s.memoryPressureLevel = level;
     s.processes = {process(1, "small", 0, 100e6), process(7, "browser", 0, 3.5 * 1024 * 1024 * 1024),
                    process(8, "same", 0, 3.5 * 1024 * 1024 * 1024)};
     return s;
 }
 
-LiveState fullDisk(LiveState s = {})
+HubSnapshot fullDisk(HubSnapshot s = {})
 {
     s.startupVolume = LiveVolume{500e9, 20e9}; // 96 % used
     return s;
@@ -97,7 +97,7 @@ TEST(InsightEngine, StartsQuietAndABusyProcessNeedsTwoFullMinutes)
 TEST(InsightEngine, HighTotalCPUNamesTheBusiestProcessWithTheTotalsDuration)
 {
     InsightRun run;
-    LiveState s;
+    HubSnapshot s;
     s.cpuUser = 60;
     s.cpuSystem = 15;
     s.processes = {process(1, "make", 40), process(2, "cc1plus", 75), process(3, "ld", 75)};
@@ -115,7 +115,7 @@ TEST(InsightEngine, HighTotalCPUNamesTheBusiestProcessWithTheTotalsDuration)
 TEST(InsightEngine, TheLongestRunningBusyProcessWinsAndMustStillBeRunning)
 {
     InsightRun run;
-    LiveState s;
+    HubSnapshot s;
     s.processes = {process(5, "early", 95)};
     run.hold(0, 59, s);
     s.processes = {process(9, "late", 99), process(5, "early", 95)};
@@ -130,7 +130,7 @@ TEST(InsightEngine, TheLongestRunningBusyProcessWinsAndMustStillBeRunning)
 TEST(InsightEngine, FanAndHeatSuffixes)
 {
     InsightRun run;
-    LiveState s = busyProcess();
+    HubSnapshot s = busyProcess();
     s.fans = {Fan{0, 2000, 1000, 6000}, Fan{0, 3000, 1000, 6000}}; // 20 % and 40 %
     s.cpuTemperature = 95;
     EXPECT_EQ(run.hold(0, 120, s).text, "ffmpeg has used 85% CPU for 2 min — fans are up.");
@@ -144,7 +144,7 @@ TEST(InsightEngine, FanAndHeatSuffixes)
 
 TEST(InsightEngine, ADipOfThreeTicksKeepsTheStartAndTheFourthEndsIt)
 {
-    const LiveState calm;
+    const HubSnapshot calm;
     {
         InsightRun run;
         run.hold(0, 20, memoryPressure(), 2);
@@ -162,7 +162,7 @@ TEST(InsightEngine, ADipOfThreeTicksKeepsTheStartAndTheFourthEndsIt)
     {
         // A busy process that pauses for three ticks keeps its clock too.
         InsightRun run;
-        LiveState paused = busyProcess(10);
+        HubSnapshot paused = busyProcess(10);
         run.hold(0, 100, busyProcess());
         run.hold(101, 103, paused);
         EXPECT_EQ(run.hold(104, 120, busyProcess()).text, "ffmpeg has used 85% CPU for 2 min.");
@@ -183,7 +183,7 @@ TEST(InsightEngine, MemoryInsightNamesTheLargestProcess)
     EXPECT_EQ(critical.severity, Insight::Severity::critical);
 
     // Without a process list there is nobody to name.
-    LiveState empty = memoryPressure();
+    HubSnapshot empty = memoryPressure();
     empty.processes.clear();
     EXPECT_EQ(run.at(32, empty).kind, Insight::Kind::quiet);
 }
@@ -191,7 +191,7 @@ TEST(InsightEngine, MemoryInsightNamesTheLargestProcess)
 TEST(InsightEngine, StorageOutranksActivityButNotMemoryOrCPU)
 {
     InsightRun run;
-    LiveState s = fullDisk(memoryPressure());
+    HubSnapshot s = fullDisk(memoryPressure());
     s.diskWriteRate = 60e6;
     const Insight& storage = run.hold(0, 10, s);
     EXPECT_EQ(storage.kind, Insight::Kind::storage);
@@ -208,7 +208,7 @@ TEST(InsightEngine, StorageOutranksActivityButNotMemoryOrCPU)
 
     // 95 % is full enough; just below is not; an empty volume never is.
     InsightRun edge;
-    LiveState s95;
+    HubSnapshot s95;
     s95.startupVolume = LiveVolume{100e9, 5e9};
     EXPECT_EQ(edge.at(0, s95).kind, Insight::Kind::storage);
     s95.startupVolume = LiveVolume{100e9, 5.1e9};
@@ -220,7 +220,7 @@ TEST(InsightEngine, StorageOutranksActivityButNotMemoryOrCPU)
 TEST(InsightEngine, BusyDiskNamesTheDirectionAndItsTopProcess)
 {
     InsightRun run;
-    LiveState s;
+    HubSnapshot s;
     s.diskReadRate = 20e6;
     s.diskWriteRate = 40 * 1024 * 1024;
     ProcessSample writer = process(3, "rsync", 5);
@@ -244,7 +244,7 @@ TEST(InsightEngine, BusyDiskNamesTheDirectionAndItsTopProcess)
 TEST(InsightEngine, BatteryDrainTexts)
 {
     InsightRun run;
-    LiveState s;
+    HubSnapshot s;
     s.batteryPresent = true;
     s.batteryVoltage = 12.0;
     s.batteryAmperage = -2.0;
@@ -264,7 +264,7 @@ TEST(InsightEngine, BatteryDrainTexts)
 
     // On the charger it is not a drain, however large the figure.
     InsightRun charging;
-    LiveState ac = s;
+    HubSnapshot ac = s;
     ac.onAC = true;
     ac.batteryVoltage = 12.0;
     EXPECT_EQ(charging.hold(0, 200, ac).kind, Insight::Kind::quiet);
@@ -273,7 +273,7 @@ TEST(InsightEngine, BatteryDrainTexts)
 TEST(InsightEngine, BusyNetworkUsesTheChosenUnit)
 {
     InsightRun run;
-    LiveState s;
+    HubSnapshot s;
     s.download = 12.5e6;
     s.upload = 1e6;
     EXPECT_EQ(run.hold(0, 59, s).kind, Insight::Kind::quiet);
@@ -299,7 +299,7 @@ TEST(InsightEngine, NotifiesOnAChangeOfKindAtMostOncePerKindEveryHalfHour)
     EXPECT_EQ(run.notifier.posts.size(), 1u);
 
     // Memory to CPU posts; back to memory within 30 minutes does not.
-    LiveState calm = busyProcess();
+    HubSnapshot calm = busyProcess();
     run.hold(32, 44, calm);    // memory pressure ends after four misses
     run.hold(45, 200, calm);   // the process has held for 120 s at 152
     ASSERT_EQ(run.notifier.posts.size(), 2u);
@@ -323,7 +323,7 @@ TEST(InsightEngine, InfoInsightsAndTheSwitchOffNeverNotify)
 {
     InsightRun run;
     run.config.insightNotifications = true;
-    LiveState s;
+    HubSnapshot s;
     s.download = 20e6;
     s.diskWriteRate = 60e6;
     run.hold(0, 60, s);

@@ -7,7 +7,7 @@
 #include "mcp/mcp_tools.h"
 #include "mcp/mcp_values.h"
 #include "mcp/tool_error.h"
-#include "platform/linux/machine_reader.h"
+#include "platform/linux/linux_system_readers.h"
 
 #include "../support/test_support.h"
 
@@ -47,10 +47,10 @@ protected:
           dataHome("XDG_DATA_HOME", isolated.dir.path() + "/data")
     {
         tzset();
-        hub = std::make_unique<Hub>(isolated.settings);
+        hub = std::make_unique<Hub>(isolated.settings,
+                                    linuxSystemReaders(RootedFileReader(test::fixture("mcp/sysroot").toStdString())));
         hub->now = [] { return 1772716051.0; }; // 2026-03-05T13:07:31Z
-        tools = std::make_unique<MCPTools>(
-            *hub, std::make_unique<LinuxMachineReader>(RootedFileReader(test::fixture("mcp/sysroot").toStdString())));
+        tools = std::make_unique<MCPTools>(*hub);
     }
     ~McpTools() override { tzset(); }
 

@@ -71,6 +71,11 @@ TEST(McpValue, TimestampsAreLocalIso8601WithAColonInTheOffset)
     {
         ScopedTimeZone zone("UTC");
         EXPECT_EQ(McpValue::timestamp(0), "1970-01-01T00:00:00+00:00");
+        // Times no calendar of four-digit years holds are pinned to its ends, never printed broken.
+        EXPECT_EQ(McpValue::timestamp(9.2233720368547758e18), "9999-12-31T00:00:00+00:00");
+        EXPECT_EQ(McpValue::timestamp(1e308), "9999-12-31T00:00:00+00:00");
+        EXPECT_EQ(McpValue::timestamp(-1e308), "1970-01-01T00:00:00+00:00");
+        EXPECT_EQ(McpValue::timestamp(std::nan("")), "1970-01-01T00:00:00+00:00");
     }
     {
         ScopedTimeZone zone("America/St_Johns");

@@ -16,32 +16,31 @@ using Kind = MenuBarPart::Kind;
 
 namespace {
 
-MenuBarReadings sample()
+HubSnapshot sample()
 {
-    MenuBarReadings r;
-    r.now = 1773481260; // 2026-03-14 09:41 UTC
+    HubSnapshot r;
+    r.time = 1773481260; // 2026-03-14 09:41 UTC
     r.cpuUser = 30;
     r.cpuSystem = 12.4;
     r.cpuHistory = {10, 50, 100};
-    r.hasGPU = true;
     r.gpuUtilization = 33;
     r.gpuHistory = {20, 40};
     r.memoryPressure = 45;
     r.memoryPressureLevel = MemoryPressureLevel::warning;
     r.memoryUsed = 61.6;
-    r.startupDiskUsed = 72;
+    r.startupVolume = LiveVolume{100, 28};
     r.internetReachable = true;
     r.upload = 2048;
     r.download = 4096;
     r.uploadHistory = {0, 1024, 2048};
     r.downloadHistory = {4096, 8192};
-    r.temperature = 55.4;
-    r.hasBattery = true;
+    r.menubarTemperature = 55.4;
+    r.batteryPresent = true;
     r.batteryPercent = 80;
     return r;
 }
 
-MenuBarParts partsOf(ModuleKind kind, DisplayStyle style, const MenuBarReadings& r = sample(), Config config = {})
+MenuBarParts partsOf(ModuleKind kind, DisplayStyle style, const HubSnapshot& r = sample(), Config config = {})
 {
     return MenuBarContent::parts({kind, true, style}, r, config);
 }
@@ -70,7 +69,7 @@ TEST(MenuBarContent, PartsPerModuleAndStyle)
         const char* name;
         ModuleKind kind;
         DisplayStyle style;
-        std::function<void(MenuBarReadings&)> change;
+        std::function<void(HubSnapshot&)> change;
         Config config;
         MenuBarParts expected;
     } cases[] = {
@@ -100,14 +99,14 @@ TEST(MenuBarContent, PartsPerModuleAndStyle)
         {"sensors", ModuleKind::sensors, DisplayStyle::iconAndText, nullptr, {},
          {P::makeSymbol("thermometer.medium"), P::makeText("55°", "100°")}},
         {"sensors in kelvin", ModuleKind::sensors, DisplayStyle::text, nullptr, kelvin, {P::makeText("329 K", "373 K")}},
-        {"sensors with a fan", ModuleKind::sensors, DisplayStyle::text, [](auto& r) { r.fanRpm = 2400; }, kelvin,
+        {"sensors with a fan", ModuleKind::sensors, DisplayStyle::text, [](auto& r) { r.fastestFanRpm = 2400; }, kelvin,
          {P::makeStacked("329 K", "2400 rpm", "9999 rpm")}},
         {"sensors without a temperature", ModuleKind::sensors, DisplayStyle::text,
-         [](auto& r) { r.temperature.reset(); }, {}, {P::makeText("—", "100°")}},
+         [](auto& r) { r.menubarTemperature.reset(); }, {}, {P::makeText("—", "100°")}},
         {"disks", ModuleKind::disks, DisplayStyle::iconAndText, nullptr, {},
          {P::makeSymbol("internaldrive"), P::makeText("72%", "100%")}},
         // A module without a graphic shows its text rather than nothing in the graph style.
-        {"disks graph", ModuleKind::disks, DisplayStyle::graph, [](auto& r) { r.startupDiskUsed.reset(); }, {},
+        {"disks graph", ModuleKind::disks, DisplayStyle::graph, [](auto& r) { r.startupVolume.reset(); }, {},
          {P::makeText("—", "100%")}},
         {"battery charging", ModuleKind::battery, DisplayStyle::iconAndText, [](auto& r) { r.batteryCharging = true; },
          {}, {P::makeBattery(0.8, true), P::makeText("80%", "100%")}},
@@ -116,30 +115,30 @@ TEST(MenuBarContent, PartsPerModuleAndStyle)
         {"weather before a report", ModuleKind::weather, DisplayStyle::iconAndText, nullptr, {},
          {P::makeSymbol("cloud"), P::makeText("—", "")}},
         {"weather", ModuleKind::weather, DisplayStyle::iconAndText,
-         [](auto& r) { r.weather = MenuBarReadings::Weather{"cloud.sun.fill", -3.6}; }, {},
+         [](auto& r) { r.weather = HubSnapshot::Weather{"cloud.sun.fill", -3.6}; }, {},
          {P::makeSymbol("cloud.sun.fill", true), P::makeText("-4°", "-10°")}},
         {"no sun event ahead", ModuleKind::astronomy, DisplayStyle::iconAndText, nullptr, {},
          {P::makeSymbol("sun.horizon"), P::makeText("—", "")}},
         {"sunset next", ModuleKind::astronomy, DisplayStyle::icon,
-         [](auto& r) { r.nextSunEvent = MenuBarReadings::SunEvent{false, r.now + 3600}; }, {},
+         [](auto& r) { r.nextSunEvent = HubSnapshot::SunEvent{false, r.time + 3600}; }, {},
          {P::makeSymbol("sunset.fill")}},
     };
     for (const auto& c : cases) {
-        MenuBarReadings r = sample();
+        HubSnapshot r = sample();
         if (c.change)
             c.change(r);
         EXPECT_EQ(partsOf(c.kind, c.style, r, c.config), c.expected) << c.name;
     }
     for (DisplayStyle style : allCases<DisplayStyle>()) {
-        MenuBarReadings r = sample();
-        r.hasGPU = false;
+        HubSnapshot r = sample();
+        r.gpuUtilization.reset();
         EXPECT_TRUE(partsOf(ModuleKind::gpu, style, r).empty());
     }
 }
 
 TEST(MenuBarContent, ClocksLeaveOutUnknownZones)
 {
-    const MenuBarReadings r = sample();
+    const HubSnapshot r = sample();
     Config config;
     config.menubarClocks = {"Asia/Tokyo", "Not/AZone", "America/New_York"};
     MenuBarParts clocks = partsOf(ModuleKind::time, DisplayStyle::text, r, config);
@@ -153,23 +152,23 @@ TEST(MenuBarContent, ClocksLeaveOutUnknownZones)
     EXPECT_EQ(partsOf(ModuleKind::time, DisplayStyle::icon, r, config).at(0).kind, Kind::symbol);
 }
 
-TEST(MenuBarReadings, ComeFromTheHubsMonitors)
+TEST(HubSnapshot, ComeFromTheHubsMonitors)
 {
     test::ScopedEnv root("PULSEBAR_SYSROOT", test::fixture("sensors/laptop-charging"));
     test::IsolatedSettings isolated;
-    Hub hub(isolated.settings);
+    Hub hub(isolated.settings, systemReaders());
     hub.tick();
     hub.now = [] { return 1773481260.0; };
     hub.network.upload = 2048;
     hub.network.uploadHistory.add(1000);
     hub.network.internetReachable = false;
-    const MenuBarReadings r = MenuBarReadings::from(hub);
-    EXPECT_TRUE(r.hasBattery);
+    const HubSnapshot r = HubSnapshot::of(hub);
+    EXPECT_TRUE(r.batteryPresent);
     EXPECT_TRUE(r.batteryCharging);
     EXPECT_EQ(r.batteryPercent, 51);
-    EXPECT_EQ(r.temperature, 31.2); // the battery's, with no other sensor on this machine
-    EXPECT_FALSE(r.fanRpm);
-    EXPECT_EQ(r.now, 1773481260.0);
+    EXPECT_EQ(r.menubarTemperature, 31.2); // the battery's, with no other sensor on this machine
+    EXPECT_FALSE(r.fastestFanRpm);
+    EXPECT_EQ(r.time, 1773481260.0);
     EXPECT_EQ(r.upload, 2048);
     EXPECT_EQ(r.uploadHistory.back(), 1000.0);
     EXPECT_EQ(MenuBarContent::parts({ModuleKind::network, true, DisplayStyle::icon}, hub, isolated.settings.config())

@@ -75,7 +75,7 @@ TEST(TrayPanel, AClickOnTheItemOpensItsPanelUnderItAndEscOrASecondClickClosesIt)
     Config config;
     config.modules = {{ModuleKind::cpu, true, DisplayStyle::text}};
     isolated.settings.setConfig(config);
-    Hub hub(isolated.settings);
+    Hub hub(isolated.settings, systemReaders());
     StatusItemController items(hub, isolated.settings);
     items.rebuild();
     ASSERT_EQ(items.entries().size(), 1u);

@@ -120,6 +120,15 @@ MenuEntry menuOf(const QString& service, const QString& path)
     return toEntry(qdbus_cast<DBusMenuLayoutItem>(reply.arguments().at(1).value<QDBusArgument>()));
 }
 
+// Every window on the X server, as xwininfo lists them (a title appears in double quotes).
+QString windowTitles()
+{
+    QProcess xwininfo;
+    xwininfo.start("xwininfo", {"-root", "-tree"});
+    xwininfo.waitForFinished(5000);
+    return QString::fromUtf8(xwininfo.readAllStandardOutput());
+}
+
 QStringList labels(const std::vector<MenuEntry>& entries)
 {
     QStringList out;
@@ -211,6 +220,8 @@ TEST_F(SNIHost, EachModuleIsAnItemWithItsLabelIconsAndMenuAndQuitEndsTheApp)
     EXPECT_TRUE(second.finished);
     EXPECT_EQ(second.exitCode, 0) << second.err.toStdString();
     EXPECT_EQ(registeredItems().size(), 4);
+    // ... and the first one opens its settings window.
+    EXPECT_TRUE(test::waitUntil([] { return windowTitles().contains("\"Pulsebar Settings\""); }, 15000));
 
     // "Quit Pulsebar" chosen in the tray's menu ends the application cleanly.
     QDBusMessage event = QDBusMessage::createMethodCall(items[0].service, items[0].menuPath, "com.canonical.dbusmenu",

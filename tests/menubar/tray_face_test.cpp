@@ -18,30 +18,30 @@ namespace {
 
 const QString fs(1, TrayFaces::figureSpace);
 
-MenuBarReadings sample()
+HubSnapshot sample()
 {
-    MenuBarReadings r;
-    r.now = 1773481260; // 2026-03-14 09:41 UTC
+    HubSnapshot r;
+    r.time = 1773481260; // 2026-03-14 09:41 UTC
     r.cpuUser = 30;
     r.cpuSystem = 12.4;
     r.cpuHistory = {10, 50, 100};
     r.memoryPressure = 45;
     r.memoryPressureLevel = MemoryPressureLevel::warning;
     r.memoryUsed = 61.6;
-    r.startupDiskUsed = 7;
+    r.startupVolume = LiveVolume{100, 93};
     r.internetReachable = true;
     r.upload = 1.2 * 1024 * 1024;
     r.download = 36 * 1024 * 1024;
     r.uploadHistory = {0, 1024};
     r.downloadHistory = {4096, 8192};
-    r.temperature = 55.4;
-    r.fanRpm = 2400;
-    r.hasBattery = true;
+    r.menubarTemperature = 55.4;
+    r.fastestFanRpm = 2400;
+    r.batteryPresent = true;
     r.batteryPercent = 80;
     return r;
 }
 
-TrayFace faceOf(ModuleKind kind, DisplayStyle style, bool valueInIcon, const MenuBarReadings& r = sample())
+TrayFace faceOf(ModuleKind kind, DisplayStyle style, bool valueInIcon, const HubSnapshot& r = sample())
 {
     return TrayFaces::face({kind, true, style}, r, Config{}, valueInIcon);
 }
@@ -51,13 +51,13 @@ TrayFace faceOf(ModuleKind kind, DisplayStyle style, bool valueInIcon, const Men
 // What each item shows in a tray: which icon, and the one-line label padded to its template.
 TEST(TrayFace, IconAndLabelPerModuleAndStyle)
 {
-    MenuBarReadings offline = sample();
+    HubSnapshot offline = sample();
     offline.internetReachable = false;
     const struct {
         const char* name;
         ModuleKind kind;
         DisplayStyle style;
-        MenuBarReadings readings;
+        HubSnapshot readings;
         TrayFace::Icon icon;
         QString iconPart; // the symbol's name, or the first graphic's kind
         QString label;
@@ -104,7 +104,7 @@ TEST(TrayFace, IconAndLabelPerModuleAndStyle)
 // Trays without labels get the value in the icon: digits without their unit, a level bar for shares.
 TEST(TrayFace, ValueInIconReplacesTheLabel)
 {
-    MenuBarReadings r = sample();
+    HubSnapshot r = sample();
     r.batteryPercent = 9;
     const struct {
         ModuleKind kind;
@@ -141,8 +141,8 @@ TEST(TrayFace, ValueInIconReplacesTheLabel)
 
 TEST(TrayFace, TooltipsSayWhyAValueCanNeverCome)
 {
-    MenuBarReadings r = sample();
-    r.temperature.reset();
+    HubSnapshot r = sample();
+    r.menubarTemperature.reset();
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::sensors, r, {}), "—\n2400 rpm"); // discovery still running
     r.sensorsReady = true;
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::sensors, r, {}), "No temperature sensors found on this computer");
@@ -152,8 +152,8 @@ TEST(TrayFace, TooltipsSayWhyAValueCanNeverCome)
     // Weather and sun in words, before and after there is something to say.
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::weather, r, {}), "Waiting for the first weather report");
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::astronomy, r, {}), "No sunrise or sunset ahead");
-    r.weather = MenuBarReadings::Weather{"cloud.sun.fill", -3.6, "Partly Cloudy"};
-    r.nextSunEvent = MenuBarReadings::SunEvent{true, 1773468000}; // 06:00 UTC
+    r.weather = HubSnapshot::Weather{"cloud.sun.fill", -3.6, "Partly Cloudy"};
+    r.nextSunEvent = HubSnapshot::SunEvent{true, 1773468000}; // 06:00 UTC
     Config fahrenheit;
     fahrenheit.temperatureUnit = TempUnit::fahrenheit;
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::weather, r, fahrenheit), "Partly Cloudy, 26°");

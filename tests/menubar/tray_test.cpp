@@ -208,16 +208,16 @@ TEST_F(TrayHostXEmbed, NoBatteryItemWithoutABatteryAndADropdownThatToggles)
     Config config;
     config.modules = {on(ModuleKind::battery), on(ModuleKind::cpu)};
     settings.setConfig(config);
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     StatusItemController items(hub, settings);
-    MenuBarReadings readings;
+    HubSnapshot readings;
     readings.cpuUser = 12;
     items.readings = [&] { return readings; };
     items.rebuild();
     ASSERT_EQ(items.entries().size(), 1u);
     EXPECT_EQ(items.entries()[0].kind, ModuleKind::cpu);
 
-    readings.hasBattery = true;
+    readings.batteryPresent = true;
     readings.batteryPercent = 55;
     items.rebuild();
     ASSERT_EQ(items.entries().size(), 2u);

@@ -35,7 +35,7 @@ TEST(RealMachine, MonitorsAgreeWithNprocMeminfoAndDf)
     QTemporaryDir dir;
     Preferences preferences(dir.path() + "/preferences.json");
     AppSettings settings(preferences);
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     hub.tick();
     hub.tick();
 

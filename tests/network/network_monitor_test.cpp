@@ -461,7 +461,7 @@ TEST(NetworkMonitor, HubSamplesTheNetworkWithTheConfiguredPingHost)
     test::ScopedEnv url("PULSEBAR_IPIFY_URL", server.url());
     test::IsolatedSettings isolated;
     AppSettings& settings = isolated.settings;
-    Hub hub(settings);
+    Hub hub(settings, systemReaders());
     hub.now = [] { return 5000.0; };
     hub.tick();
     EXPECT_EQ(hub.network.tick, 1);

@@ -1,4 +1,5 @@
 #include "monitors/network_monitor.h"
+#include "platform/linux/linux_network_reader.h"
 
 #include "../support/test_support.h"
 
@@ -105,7 +106,7 @@ TEST(NetworkNamespace, InsideTheNamespace)
         GTEST_SKIP() << "runs only when started by VirtualLinksAreListedButNotCounted";
     const QStringList extras = qEnvironmentVariable(childVariable).split(',', Qt::SkipEmptyParts);
 
-    NetworkMonitor monitor;
+    NetworkMonitor monitor(std::make_unique<LinuxNetworkReader>(RootedFileReader::fromEnvironment()));
     monitor.pingHost = "10.99.2.2"; // the far end of the veth pair
     monitor.publicIPURL = "http://127.0.0.1:9/";
     double time = 100;

@@ -73,7 +73,7 @@ TEST(ProcessRowActions, ForceQuitAsksFirstAndReallyKillsTheChild)
 TEST(PanelHost, OnePanelAtATimeRedrawnFromTheSnapshotWithItsRangeRemembered)
 {
     test::IsolatedSettings isolated;
-    Hub hub(isolated.settings);
+    Hub hub(isolated.settings, systemReaders());
     PanelHost host(hub, isolated.settings);
     PanelSnapshot snapshot;
     snapshot.cpu.user = 10;

@@ -185,7 +185,7 @@ TEST(Hub, MenubarTemperaturePrefersTheChosenSensorThenTheCPUThenTheBattery)
 
     {
         test::ScopedEnv root("PULSEBAR_SYSROOT", test::fixture("sensors/hwmon-desktop"));
-        Hub hub(settings);
+        Hub hub(settings, systemReaders());
         hub.start();
         ASSERT_TRUE(test::waitUntil([&] { return hub.sensors.isReady; }));
         hub.tick();
@@ -201,7 +201,7 @@ TEST(Hub, MenubarTemperaturePrefersTheChosenSensorThenTheCPUThenTheBattery)
     }
     {
         test::ScopedEnv root("PULSEBAR_SYSROOT", test::fixture("sensors/laptop-charging"));
-        Hub hub(settings);
+        Hub hub(settings, systemReaders());
         hub.startHeadless();
         ASSERT_TRUE(test::waitUntil([&] { return hub.sensors.isReady; }));
         EXPECT_TRUE(hub.sensors.sensors.empty());
@@ -209,7 +209,7 @@ TEST(Hub, MenubarTemperaturePrefersTheChosenSensorThenTheCPUThenTheBattery)
     }
     {
         test::ScopedEnv root("PULSEBAR_SYSROOT", test::fixture("sensors/bare"));
-        Hub hub(settings);
+        Hub hub(settings, systemReaders());
         hub.start();
         ASSERT_TRUE(test::waitUntil([&] { return hub.sensors.isReady; }));
         hub.tick();

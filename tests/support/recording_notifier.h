@@ -21,7 +21,7 @@ public:
 // A hub over a private preferences file, for engines that need one to exist.
 struct HubFixture {
     IsolatedSettings isolated;
-    Hub hub{isolated.settings};
+    Hub hub{isolated.settings, fixtureReaders(fixture("monitors/sys-basic-1"))};
 };
 
 } // namespace pulsebar::test

@@ -3,6 +3,12 @@
 
 #include <gtest/gtest.h>
 
+// A test build configured to keep assertions must really have them: otherwise every Q_ASSERT the
+// tests lean on would be compiled out without a word.
+#if PULSEBAR_ASSERTIONS_WANTED && (defined(QT_NO_DEBUG) || defined(NDEBUG))
+#error "assertions were asked for but QT_NO_DEBUG or NDEBUG is still defined"
+#endif
+
 // Every test binary runs with an application object on the offscreen platform, so widget and
 // painting code can be tested without a display.
 int main(int argc, char** argv)

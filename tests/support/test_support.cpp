@@ -1,5 +1,9 @@
 #include "test_support.h"
 
+#include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/linux_system_readers.h"
+#include "platform/linux/power_supply_reader.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -115,6 +119,30 @@ bool waitUntil(const std::function<bool()>& predicate, int timeoutMs)
         QThread::msleep(5);
     }
     return true;
+}
+
+namespace {
+
+struct NoNetwork : NetworkReader {
+    std::map<QString, InterfaceCounters> readCounters() override { return {}; }
+    std::map<QString, Addresses> readAddresses() override { return {}; }
+    GlobalNetworkState readGlobalState() override { return {}; }
+    std::optional<WiFiReading> readWiFi() override { return std::nullopt; }
+    std::map<QString, QString> readDisplayNames() override { return {}; }
+    std::map<QString, QString> readHardwareAddresses() override { return {}; }
+    bool isBridge(const QString&) override { return false; }
+};
+
+} // namespace
+
+SystemReaders fixtureReaders(const QString& root)
+{
+    const RootedFileReader files(root.toStdString());
+    SystemReaders readers = linuxSystemReaders(files);
+    readers.network = std::make_unique<NoNetwork>();
+    readers.sensors = std::make_shared<HwmonSensorSource>(files); // never the machine's own SMC
+    readers.battery = std::make_unique<PowerSupplyReader>(files, false); // nor its system bus
+    return readers;
 }
 
 } // namespace pulsebar::test

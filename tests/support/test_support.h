@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app_settings.h"
+#include "hub/system_readers.h"
 
 #include <QByteArray>
 #include <QJsonObject>
@@ -59,6 +60,10 @@ struct IsolatedSettings {
 
 // An environment whose HOME and XDG folders point into `home`.
 QProcessEnvironment isolatedEnvironment(const QString& home);
+
+// The platform's readers over the fixture tree at `root` (tests/fixtures/…), with a network reader
+// that sees no interfaces and no system bus, so what a hub built on them samples comes from the tree.
+SystemReaders fixtureReaders(const QString& root);
 
 // Spins the event loop until the predicate holds or the time runs out; returns the predicate's last value.
 bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 5000);

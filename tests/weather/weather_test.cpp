@@ -408,7 +408,7 @@ TEST(WeatherService, HubTickTouchesWeatherOnlyForItsModules)
     for (ModuleConfig& m : config.modules)
         m.enabled = m.kind != ModuleKind::weather && m.kind != ModuleKind::astronomy && m.kind != ModuleKind::combined;
     isolated.settings.setConfig(config);
-    Hub hub(isolated.settings);
+    Hub hub(isolated.settings, systemReaders());
     hub.tick();
     test::waitUntil([] { return false; }, 200);
     EXPECT_TRUE(server.targets.isEmpty());

@@ -210,11 +210,5 @@ std::optional<Fan> HwmonSensorSource::readFan(int index)
     return Fan{index, *rpm, speed(files.minimum).value_or(0), speed(files.maximum).value_or(0)};
 }
 
-std::shared_ptr<SensorSource> systemSensorSource()
-{
-    if (SMC::shared().isOpen())
-        return std::make_shared<SMCSensorSource>(SMC::shared());
-    return std::make_shared<HwmonSensorSource>(RootedFileReader::fromEnvironment());
-}
 
 } // namespace pulsebar

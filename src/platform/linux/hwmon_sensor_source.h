@@ -45,7 +45,4 @@ private:
     std::vector<FanFiles> m_fans;
 };
 
-// The catalogue source of this machine: the SMC where its key interface is open, hwmon otherwise.
-std::shared_ptr<SensorSource> systemSensorSource();
-
 } // namespace pulsebar

@@ -148,10 +148,6 @@ std::optional<WirelessLevels> wirelessLevels(std::string_view text, std::string_
 
 } // namespace NetText
 
-std::unique_ptr<NetworkReader> NetworkReader::forThisSystem()
-{
-    return std::make_unique<LinuxNetworkReader>(RootedFileReader::fromEnvironment());
-}
 
 LinuxNetworkReader::LinuxNetworkReader(RootedFileReader sysfs, WirelessLinkSource links)
     : m_sysfs(std::move(sysfs)), m_links(std::move(links))

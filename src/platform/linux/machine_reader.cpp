@@ -8,10 +8,6 @@ LinuxMachineReader::LinuxMachineReader(RootedFileReader fs) : m_fs(std::move(fs)
 {
 }
 
-std::unique_ptr<MachineReader> MachineReader::forThisSystem()
-{
-    return std::make_unique<LinuxMachineReader>(RootedFileReader::fromEnvironment());
-}
 
 namespace {
 

@@ -170,9 +170,5 @@ std::vector<BluetoothBattery> PowerSupplyReader::accessories()
     return list;
 }
 
-std::unique_ptr<BatteryReader> systemBatteryReader()
-{
-    return std::make_unique<PowerSupplyReader>(RootedFileReader::fromEnvironment(), true);
-}
 
 } // namespace pulsebar

@@ -36,6 +36,5 @@ private:
     std::unique_ptr<PowerServices> m_services;
 };
 
-std::unique_ptr<BatteryReader> systemBatteryReader();
 
 } // namespace pulsebar

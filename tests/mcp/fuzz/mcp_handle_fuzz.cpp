@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     Config config = harness->settings->config();
     config.pingHost = QStringLiteral("127.0.0.1"); // the fuzzer never reaches beyond this machine
     harness->settings->setConfig(config);
-    harness->hub = std::make_unique<Hub>(*harness->settings);
+    harness->hub = std::make_unique<Hub>(*harness->settings, systemReaders());
     harness->hub->tick();
     harness->server = std::make_unique<MCPServer>(*harness->hub, check);
     return 0;

@@ -1,4 +1,4 @@
-#include "alerts/live_state.h"
+#include "hub/hub_snapshot.h"
 
 #include "../support/recording_notifier.h"
 
@@ -6,7 +6,7 @@
 
 using namespace pulsebar;
 
-TEST(LiveState, NetworkReadingsAndWiFiAssociation)
+TEST(HubSnapshot, NetworkReadingsAndWiFiAssociation)
 {
     test::HubFixture fixture;
     NetworkMonitor& network = fixture.hub.network;
@@ -17,7 +17,7 @@ TEST(LiveState, NetworkReadingsAndWiFiAssociation)
     network.publicIP = "203.0.113.9";
     network.primaryInterface = "wlan0";
 
-    LiveState s = LiveState::from(fixture.hub);
+    HubSnapshot s = HubSnapshot::of(fixture.hub);
     EXPECT_EQ(s.download, 3e6);
     EXPECT_EQ(s.upload, 1e5);
     EXPECT_EQ(s.pingMs, 12.5);
@@ -30,28 +30,28 @@ TEST(LiveState, NetworkReadingsAndWiFiAssociation)
     // A powered Wi-Fi link that is not associated names no network.
     network.wifi = WiFiInfo{};
     network.wifi->interfaceName = "wlan0";
-    EXPECT_FALSE(LiveState::from(fixture.hub).wifiAssociated);
+    EXPECT_FALSE(HubSnapshot::of(fixture.hub).wifiAssociated);
 
     network.wifi->ssid = "Home";
-    s = LiveState::from(fixture.hub);
+    s = HubSnapshot::of(fixture.hub);
     EXPECT_TRUE(s.wifiAssociated);
     EXPECT_EQ(s.wifiSSID, "Home");
 
     // The name may be withheld while the link is up: associated, but no SSID to announce.
     network.wifi->ssid.reset();
     network.wifi->bssid = "aa:bb:cc:dd:ee:ff";
-    s = LiveState::from(fixture.hub);
+    s = HubSnapshot::of(fixture.hub);
     EXPECT_TRUE(s.wifiAssociated);
     EXPECT_FALSE(s.wifiSSID);
 }
 
-TEST(LiveState, AGPUAndAStartupVolumeAreOnlyKnownWhenListed)
+TEST(HubSnapshot, AGPUAndAStartupVolumeAreOnlyKnownWhenListed)
 {
     test::HubFixture fixture;
     Hub& hub = fixture.hub;
     hub.gpu.gpus.clear();
     hub.disks.volumes.clear();
-    LiveState s = LiveState::from(hub);
+    HubSnapshot s = HubSnapshot::of(hub);
     EXPECT_FALSE(s.gpuUtilization); // no GPU: unknown, so a GPU rule cannot hold, rather than 0
     EXPECT_FALSE(s.startupVolume);
 
@@ -59,13 +59,13 @@ TEST(LiveState, AGPUAndAStartupVolumeAreOnlyKnownWhenListed)
     hub.gpu.gpus[0].utilization = 35;
     hub.disks.volumes = {Volume{"/data", "data", 100e9, 60e9, 60e9, false, true, false},
                          Volume{"/", "/", 500e9, 20e9, 25e9, false, true, true, 20e9}};
-    s = LiveState::from(hub);
+    s = HubSnapshot::of(hub);
     EXPECT_EQ(s.gpuUtilization, 35);
     ASSERT_TRUE(s.startupVolume);
     EXPECT_EQ(s.startupVolume->usedPercent(), 460.0 / 480 * 100); // the root volume, its reserve neither used nor free
 }
 
-TEST(LiveState, StartupVolumeUse)
+TEST(HubSnapshot, StartupVolumeUse)
 {
     EXPECT_FALSE((LiveVolume{0, 0}.usedPercent()));
     EXPECT_EQ((LiveVolume{200, 50}.usedPercent()), 75.0);
