@@ -1,5 +1,5 @@
 #include "hub/hub.h"
-#include "menubar/menu_bar_content.h"
+#include "hub/hub_snapshot.h"
 #include "panels/panel_snapshot.h"
 #include "weather/weather_code.h"
 #include "weather/weather_report.h"
@@ -430,7 +430,7 @@ TEST(WeatherService, HubTickTouchesWeatherOnlyForItsModules)
     EXPECT_TRUE(panels.weather.hasLocation);
     ASSERT_TRUE(panels.sky);
     EXPECT_EQ(panels.sky->location, berlin);
-    const MenuBarReadings tray = MenuBarReadings::from(hub);
+    const HubSnapshot tray = HubSnapshot::of(hub);
     ASSERT_TRUE(tray.weather);
     EXPECT_EQ(tray.weather->description, hub.weather.report()->current.description());
 }
