@@ -146,8 +146,8 @@ public:
         buttons->addStretch(1);
         location->addRow(QString(), buttons);
         addNote(QStringLiteral("Automatic location asks ipapi.co where this computer's public IP address is, which "
-                               "sends that address to ipapi.co. A location chosen here is used instead, and nothing "
-                               "is sent. Weather data from Open-Meteo.com (free, no account needed). The same "
+                               "sends that address to ipapi.co. A location chosen here is used instead, and ipapi.co "
+                               "is not asked. Weather data from Open-Meteo.com (free, no account needed). The same "
                                "location is used for sun and moon times."));
 
         QFormLayout* units = addSection(QStringLiteral("Units"));
