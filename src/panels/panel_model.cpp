@@ -8,8 +8,8 @@ namespace pulsebar {
 
 namespace {
 
-constexpr std::array<const char*, 11> rowKindNames{"value", "bar",  "trail",  "process", "link",    "tile",
-                                                   "note",  "choice", "copy", "columns", "forecast"};
+constexpr std::array<const char*, 12> rowKindNames{"value", "bar",  "trail",   "process", "link",    "tile",
+                                                   "note",  "choice", "copy", "columns", "command", "forecast"};
 
 void putText(QJsonObject& object, const char* key, const QString& text)
 {
@@ -43,6 +43,7 @@ QJsonObject PanelRow::toJson() const
     }
     if (target)
         o.insert(QStringLiteral("opens"), enumName(*target));
+    putText(o, "command", command);
     if (process) {
         o.insert(QStringLiteral("pid"), process->pid);
         QJsonArray actions;
