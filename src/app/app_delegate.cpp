@@ -203,6 +203,15 @@ void AppDelegate::showSettings()
             if (self && self->m_statusItems)
                 self->m_statusItems->applyTrayPreferences();
         };
+        context.searchPlaces = [self](const QString& query,
+                                      std::function<void(Parsed<std::vector<WeatherLocation>>)> done) {
+            if (self)
+                self->m_hub->weather.search(query, std::move(done));
+        };
+        context.automaticPlace = [self] {
+            return self ? self->m_hub->weather.autoLocation() : std::optional<WeatherLocation>{};
+        };
+        context.metrics = m_metrics.get();
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }
     m_settingsWindow->present();

@@ -51,6 +51,25 @@ QLabel* SettingsPane::addNote(const QString& text, QLayout* into)
     return note;
 }
 
+QLabel* SettingsPane::addErrorLine(QFormLayout* form, const QString& objectName)
+{
+    auto* line = new QLabel(this);
+    line->setObjectName(objectName);
+    line->setWordWrap(true);
+    QPalette red = line->palette();
+    red.setColor(QPalette::WindowText, QColor(0xd7, 0x3a, 0x2f));
+    line->setPalette(red);
+    line->hide();
+    form->addRow(QString(), line);
+    return line;
+}
+
+void SettingsPane::showErrorLine(QLabel* line, const QString& error)
+{
+    line->setText(error);
+    line->setVisible(!error.isEmpty());
+}
+
 void SettingsPane::finish()
 {
     m_column->addStretch(1);
@@ -60,6 +79,24 @@ QComboBox* SettingsPane::choice(const QString& objectName, const QString& access
 {
     auto* box = named(new QComboBox(this), objectName, accessibleName);
     box->addItems(titles);
+    return box;
+}
+
+QComboBox* SettingsPane::temperatureUnitChoice()
+{
+    QComboBox* box = choice(QStringLiteral("temperatureUnit"), QStringLiteral("Temperature unit"),
+                            {QStringLiteral("Celsius (°C)"), QStringLiteral("Fahrenheit (°F)"), QStringLiteral("Kelvin (K)")});
+    connect(box, &QComboBox::currentIndexChanged, this,
+            [this](int index) { edit([&](Config& c) { c.temperatureUnit = TempUnit(index); }); });
+    return box;
+}
+
+QComboBox* SettingsPane::windUnitChoice()
+{
+    QComboBox* box = choice(QStringLiteral("windUnit"), QStringLiteral("Wind speed unit"),
+                            {QStringLiteral("km/h"), QStringLiteral("mph"), QStringLiteral("m/s"), QStringLiteral("knots")});
+    connect(box, &QComboBox::currentIndexChanged, this,
+            [this](int index) { edit([&](Config& c) { c.windUnit = WindUnit(index); }); });
     return box;
 }
 

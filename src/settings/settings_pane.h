@@ -3,6 +3,7 @@
 #include "core/app_settings.h"
 #include "monitors/sensor_monitor.h"
 #include "menubar/menu_bar_content.h"
+#include "weather/weather_report.h"
 
 #include <QWidget>
 
@@ -21,6 +22,7 @@ namespace pulsebar {
 
 class HistoryStore;
 class HotKeyCenter;
+class MetricsExporter;
 class Notifier;
 
 // What the panes read and change besides the configuration. The live sources are functions so the
@@ -34,6 +36,12 @@ struct SettingsContext {
     std::function<HubSnapshot()> readings;        // what the menu-bar previews show
     std::function<HistoryStore*()> history;           // the open history store, if any
     std::function<void()> trayLookChanged;            // the tray redraws: new palette or tray preferences
+    // The place search behind "Change Location…" (answers on the main thread), and the place found
+    // from this computer's address while none is configured.
+    std::function<void(const QString& query, std::function<void(Parsed<std::vector<WeatherLocation>>)> done)>
+        searchPlaces;
+    std::function<std::optional<WeatherLocation>()> automaticPlace;
+    MetricsExporter* metrics = nullptr;               // the running exporter, told of its preferences' changes
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new
@@ -57,10 +65,16 @@ protected:
     QVBoxLayout* column() const { return m_column; }
     QFormLayout* addSection(const QString& heading);
     QLabel* addNote(const QString& text, QLayout* into = nullptr);
+    // A red, wrapping line under a field for what is wrong with it; hidden until it has a text.
+    QLabel* addErrorLine(QFormLayout* form, const QString& objectName);
+    static void showErrorLine(QLabel* line, const QString& error);
     void finish();
 
     // A combo box of fixed choices, an entry per title, named for tests and screen readers.
     QComboBox* choice(const QString& objectName, const QString& accessibleName, const QStringList& titles);
+    // The temperature and wind-speed units, editing the record as they change (General and Weather).
+    QComboBox* temperatureUnitChoice();
+    QComboBox* windUnitChoice();
 
     // Setters that do not report back as edits (load() must not assign the record it is reading).
     static void setQuietly(QComboBox* box, int index);
