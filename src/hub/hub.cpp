@@ -18,10 +18,12 @@ Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
       gpu(std::move(readers.gpu)),
       disks(std::move(readers.disks), [this] { return now(); }),
       network(std::move(readers.network)), sensors(std::move(readers.sensors)),
-      battery(std::move(readers.battery)), m_settings(settings), m_machine(std::move(readers.machine)),
+      battery(std::move(readers.battery)), devices(std::move(readers.devices), [this] { return now(); }),
+      m_settings(settings), m_machine(std::move(readers.machine)),
       m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this))
 {
     network.now = [this] { return now(); };
+    connect(&devices, &DeviceMonitor::changed, this, &Hub::devicesChanged);
 }
 
 Hub::~Hub() = default;
@@ -43,6 +45,8 @@ void Hub::startHeadless()
 void Hub::startCommon()
 {
     sensors.start();
+    if (m_settings.config().showDevices)
+        devices.startWatching();
     tick();
     reschedule();
 }
@@ -79,7 +83,10 @@ void Hub::tick()
     network.sample();
     sensors.sample();
     battery.sample();
-    // Connected devices, calendar events, weather and sky are polled here once those services exist.
+    // Arrivals and departures come from the subscription; attached devices are read again now and then.
+    if (config.showDevices && devices.refreshDue(time))
+        devices.refresh();
+    // Calendar events, weather and sky are polled here once those services exist.
     m_snapshot = HubSnapshot::of(*this);
     if (!m_isHeadless)
         rules().evaluate(m_snapshot, config, time);
@@ -118,6 +125,17 @@ std::optional<double> Hub::menubarTemperature() const
     return battery.temperature;
 }
 
+void Hub::devicesChanged()
+{
+    // Outside a tick the rest of the snapshot stays as the last tick left it.
+    m_snapshot.connectedDevices = devices.devices();
+    if (m_inTick)
+        return; // the tick's own snapshot and signal follow
+    Q_EMIT changed();
+    if (onTick)
+        onTick();
+}
+
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
@@ -125,6 +143,9 @@ void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
     if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks
         || oldConfig.showRemovableDisks != newConfig.showRemovableDisks)
         disks.scanVolumes(newConfig.showNetworkDisks, newConfig.showRemovableDisks);
+    // Turning devices off keeps watching: the list stays current for when they are shown again.
+    if (!oldConfig.showDevices && newConfig.showDevices && m_timer)
+        devices.startWatching();
 }
 
 } // namespace pulsebar

@@ -5,6 +5,7 @@
 #include "hub/system_readers.h"
 #include "history/history_store.h"
 #include "core/keep_awake.h"
+#include "devices/device_monitor.h"
 #include "monitors/battery_monitor.h"
 #include "monitors/cpu_monitor.h"
 #include "monitors/disk_monitor.h"
@@ -56,6 +57,7 @@ public:
     // The temperature the menu bar shows: the chosen sensor, else the CPU's, else the battery's.
     std::optional<double> menubarTemperature() const;
 
+    // Called at the end of every tick, and when the list of connected devices changes in between.
     std::function<void()> onTick;
 
     // The live state of the last tick (empty before the first); see HubSnapshot.
@@ -85,6 +87,8 @@ public:
     NetworkMonitor network;
     SensorMonitor sensors;
     BatteryMonitor battery;
+    // Attached phones and tablets; its list also changes between ticks, as devices come and go.
+    DeviceMonitor devices;
 
     // The threshold rules and events; created on first use, which starts their 5 s of silence.
     RuleEngine& rules();
@@ -96,12 +100,13 @@ public:
     void configChanged(const Config& oldConfig, const Config& newConfig);
 
 Q_SIGNALS:
-    // Emitted once at the end of every tick, before onTick.
+    // Emitted once at the end of every tick, before onTick, and when the connected devices change.
     void changed();
 
 private:
     void startCommon();
     void recordHistory(double time);
+    void devicesChanged();
 
     AppSettings& m_settings;
     std::unique_ptr<MachineReader> m_machine;

@@ -114,6 +114,8 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
     s.batteryVoltage = battery.voltage;
     s.batteryAmperage = battery.amperage;
     s.minutesRemaining = battery.minutesRemaining;
+
+    s.connectedDevices = hub.devices.devices();
     return s;
 }
 
