@@ -199,6 +199,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
         b.trail = wave(r.batteryPercent, 2, 60);
     }
 
+    s.devices = r.connectedDevices;
     s.keepAwake = busy ? PanelSnapshot::KeepAwake{true, QStringLiteral("Until turned off")}
                        : PanelSnapshot::KeepAwake{false, QStringLiteral("Off")};
     if (r.cpuUser + r.cpuSystem > 95)

@@ -184,7 +184,7 @@ bool PanelBody::isActive(int index) const
     case Kind::choice:
     case Kind::copy: return true;
     case Kind::link:
-    case Kind::tile: return row.target.has_value();
+    case Kind::tile: return row.target.has_value() || row.tilePanel.has_value();
     default: return false;
     }
 }

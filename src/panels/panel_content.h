@@ -34,6 +34,14 @@ struct Tile {
 // The overview's tiles by item; items without a tile (not built yet) are left out of the overview.
 const std::vector<Tile>& tiles();
 
+// Panels that no module has, each opened from its overview tile (the devices).
+struct TilePanel {
+    OverviewItem item;
+    Builder build;
+};
+const std::vector<TilePanel>& tilePanels();
+std::optional<PanelModel> buildTilePanel(OverviewItem item, const PanelSnapshot& snapshot, const Config& config);
+
 PanelModel overview(const PanelSnapshot& s, const Config& config);
 PanelModel cpu(const PanelSnapshot& s, const Config& config);
 PanelModel gpu(const PanelSnapshot& s, const Config& config);
@@ -42,6 +50,7 @@ PanelModel disks(const PanelSnapshot& s, const Config& config);
 PanelModel network(const PanelSnapshot& s, const Config& config);
 PanelModel sensors(const PanelSnapshot& s, const Config& config);
 PanelModel battery(const PanelSnapshot& s, const Config& config);
+PanelModel devices(const PanelSnapshot& s, const Config& config);
 
 // A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
 PanelRow processRow(const ProcessSample& process, const QString& figure);

@@ -137,7 +137,11 @@ void PanelHost::close()
 
 void PanelHost::refresh()
 {
-    if (openPanel())
+    if (!openPanel())
+        return;
+    if (const std::optional<OverviewItem> item = m_view->tilePanel())
+        showTilePanel(*item);
+    else
         showContent(m_view->kind());
 }
 
@@ -146,6 +150,15 @@ void PanelHost::showContent(ModuleKind kind)
     const Config& config = m_settings.config();
     const PanelSnapshot live = snapshot();
     if (std::optional<PanelModel> model = PanelContent::build(kind, live, config))
+        m_view->setContent(*model, live, config);
+    place();
+}
+
+void PanelHost::showTilePanel(OverviewItem item)
+{
+    const Config& config = m_settings.config();
+    const PanelSnapshot live = snapshot();
+    if (std::optional<PanelModel> model = PanelContent::buildTilePanel(item, live, config))
         m_view->setContent(*model, live, config);
     place();
 }
@@ -165,6 +178,7 @@ void PanelHost::ensureWindow()
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addWidget(m_view);
     m_view->actions.openPanel = [this](ModuleKind kind) { showContent(kind); };
+    m_view->actions.openTilePanel = [this](OverviewItem item) { showTilePanel(item); };
     m_view->actions.chooseMenubarSensor = [this](const QString& key) {
         Config config = m_settings.config();
         config.menubarSensorKey = key.isEmpty() ? std::nullopt : std::optional<QString>(key);

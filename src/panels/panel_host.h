@@ -53,6 +53,7 @@ private:
     void ensureWindow();
     void place();
     void showContent(ModuleKind kind);
+    void showTilePanel(OverviewItem item);
 
     Hub& m_hub;
     AppSettings& m_settings;

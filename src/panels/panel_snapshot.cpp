@@ -65,6 +65,7 @@ PanelSnapshot PanelSnapshot::from(const Hub& hub)
                  b.maxCapacity,   b.temperature,    b.voltage,      b.amperage,    b.powerDraw(),
                  b.adapterWatts,  b.adapterName,    b.lowPowerMode, b.bluetooth,   trail(b.history)};
 
+    s.devices = hub.snapshot().connectedDevices;
     s.keepAwake = {hub.keepAwake().isActive, hub.keepAwake().statusText()};
     s.insight = hub.insights().current();
     return s;
