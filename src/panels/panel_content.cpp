@@ -283,79 +283,6 @@ std::optional<Row> keepAwakeTile(const PanelSnapshot& s, const Config&)
     return row;
 }
 
-QString deviceCharge(const ConnectedDevice& d)
-{
-    QString text = Fmt::percent(*d.batteryLevel);
-    if (d.fullyCharged == true)
-        text += separator + QStringLiteral("Charged");
-    else if (d.isCharging == true)
-        text += separator + QStringLiteral("Charging");
-    return text;
-}
-
-std::optional<Row> devicesTile(const PanelSnapshot& s, const Config&)
-{
-    if (s.devices.empty())
-        return std::nullopt;
-    const ConnectedDevice& first = s.devices.front();
-    Row row = tile(first.symbol(), QStringLiteral("Devices"), {}, {}, ModuleKind::combined);
-    row.target.reset();
-    row.tilePanel = OverviewItem::devices;
-    if (s.devices.size() == 1) {
-        row.label = first.displayName();
-        row.value = first.batteryLevel ? Fmt::percent(*first.batteryLevel) : QStringLiteral("—");
-        row.detail = first.trusted ? first.modelName().value_or(connectionName(first.connection))
-                                   : QStringLiteral("Not trusted");
-        if (first.trusted && first.isCharging == true)
-            row.detail += separator + QStringLiteral("Charging");
-        return row;
-    }
-    row.value = QString::number(s.devices.size()) + QStringLiteral(" connected");
-    QStringList names;
-    for (const ConnectedDevice& d : s.devices)
-        names << (d.batteryLevel ? d.displayName() + QLatin1Char(' ') + Fmt::percent(*d.batteryLevel) : d.displayName());
-    row.detail = names.join(separator);
-    return row;
-}
-
-PanelSection deviceSection(const ConnectedDevice& d, const Config& config)
-{
-    PanelSection section{d.displayName(), {}};
-    QString identity = d.modelName().value_or(d.productType.value_or(QString()));
-    if (d.osVersion)
-        identity += (identity.isEmpty() ? QString() : separator) + d.systemName() + QLatin1Char(' ') + *d.osVersion;
-    section.rows.push_back(value(connectionName(d.connection), identity));
-    if (!d.trusted) {
-        section.rows.push_back(note(untrustedDeviceNote()));
-        return section;
-    }
-    if (d.batteryLevel) {
-        const PartColor color = *d.batteryLevel < 15 ? PartColor::red
-                                : d.isCharging == true ? PartColor::green
-                                                       : PartColor::foreground;
-        section.rows.push_back(bar(QStringLiteral("Charge"), deviceCharge(d), *d.batteryLevel / 100.0, color));
-    }
-    if (d.storageTotal && d.storageFree && *d.storageTotal > 0)
-        section.rows.push_back(bar(QStringLiteral("Storage"),
-                                   diskBytes(double(*d.storageFree)) + QStringLiteral(" free of ") +
-                                       diskBytes(double(*d.storageTotal)),
-                                   double(*d.storageUsed()) / double(*d.storageTotal)));
-    if (const auto& b = d.battery) {
-        if (const auto health = b->healthPercent())
-            section.rows.push_back(value(QStringLiteral("Battery health"), Fmt::percent(*health)));
-        if (b->cycleCount)
-            section.rows.push_back(value(QStringLiteral("Cycle count"), QString::number(*b->cycleCount)));
-        if (b->maxCapacity && b->designCapacity)
-            section.rows.push_back(value(QStringLiteral("Capacity"), QString::number(*b->maxCapacity) +
-                                                                         QStringLiteral(" of ") +
-                                                                         QString::number(*b->designCapacity) +
-                                                                         QStringLiteral(" mAh")));
-        if (b->temperature)
-            section.rows.push_back(value(QStringLiteral("Temperature"), temperature(config, b->temperature)));
-    }
-    return section;
-}
-
 } // namespace
 
 QString pressureLevelName(MemoryPressureLevel level)
@@ -830,20 +757,6 @@ PanelModel battery(const PanelSnapshot& s, const Config& config)
     }
     model.history = {{QStringLiteral("Charge"), {HistoryMetric::battery}, GraphUnit::percent, false},
                      {QStringLiteral("Power"), {HistoryMetric::power}, GraphUnit::watts, false}};
-    return model;
-}
-
-PanelModel devices(const PanelSnapshot& s, const Config& config)
-{
-    PanelModel model{ModuleKind::combined, QStringLiteral("Devices"), {}, {}, {}, {}, OverviewItem::devices};
-    if (s.devices.empty()) {
-        model.sections.push_back({{}, {note(QStringLiteral("No iPhone or iPad is connected. Connect one with its "
-                                                           "cable, unlock it and trust this computer."))}});
-        return model;
-    }
-    model.subtitle = s.devices.size() == 1 ? QStringLiteral("1 device") : QString::number(s.devices.size()) + QStringLiteral(" devices");
-    for (const ConnectedDevice& d : s.devices)
-        model.sections.push_back(deviceSection(d, config));
     return model;
 }
 

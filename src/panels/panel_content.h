@@ -52,6 +52,9 @@ PanelModel sensors(const PanelSnapshot& s, const Config& config);
 PanelModel battery(const PanelSnapshot& s, const Config& config);
 PanelModel devices(const PanelSnapshot& s, const Config& config);
 
+// The devices tile: the one device's name, charge and model, or how many are connected; none without any.
+std::optional<PanelRow> devicesTile(const PanelSnapshot& s, const Config& config);
+
 // A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
 PanelRow processRow(const ProcessSample& process, const QString& figure);
 
