@@ -147,18 +147,21 @@ void PanelHost::refresh()
 
 void PanelHost::showContent(ModuleKind kind)
 {
-    const Config& config = m_settings.config();
-    const PanelSnapshot live = snapshot();
-    if (std::optional<PanelModel> model = PanelContent::build(kind, live, config))
-        m_view->setContent(*model, live, config);
-    place();
+    show([kind](const PanelSnapshot& live, const Config& config) { return PanelContent::build(kind, live, config); });
 }
 
 void PanelHost::showTilePanel(OverviewItem item)
 {
+    show([item](const PanelSnapshot& live, const Config& config) {
+        return PanelContent::buildTilePanel(item, live, config);
+    });
+}
+
+void PanelHost::show(const std::function<std::optional<PanelModel>(const PanelSnapshot&, const Config&)>& build)
+{
     const Config& config = m_settings.config();
     const PanelSnapshot live = snapshot();
-    if (std::optional<PanelModel> model = PanelContent::buildTilePanel(item, live, config))
+    if (std::optional<PanelModel> model = build(live, config))
         m_view->setContent(*model, live, config);
     place();
 }

@@ -1,3 +1,4 @@
+#include "fake_devices.h"
 #include "hub/hub.h"
 #include "panels/panel_body.h"
 #include "panels/panel_content.h"
@@ -14,18 +15,7 @@ namespace {
 
 ConnectedDevice phone()
 {
-    ConnectedDevice d;
-    d.id = "p";
-    d.trusted = true;
-    d.name = "Mira's iPhone";
-    d.productType = "iPhone16,1";
-    d.osVersion = "18.1";
-    d.batteryLevel = 76;
-    d.isCharging = true;
-    d.storageTotal = 256'000'000'000;
-    d.storageFree = 64'000'000'000;
-    d.battery = DeviceBattery{.cycleCount = 412, .designCapacity = 3274, .maxCapacity = 2914};
-    return d;
+    return test::FakeDevices::trustedPhone();
 }
 
 ConnectedDevice untrusted()

@@ -262,32 +262,28 @@ TEST(DeviceHub, SubscribesWhenDevicesAreShownAndPublishesArrivalsAtOnce)
 
 TEST(DeviceHub, AgentsReadTrustedAndUntrustedDevices)
 {
-    ConnectedDevice trusted;
-    trusted.trusted = true;
-    trusted.connection = Connection::wifi;
-    trusted.deviceClass = "iPad";
-    trusted.productType = "iPad14,8";
-    trusted.osVersion = "18.1";
-    trusted.batteryLevel = 64;
-    trusted.isCharging = false;
-    trusted.storageTotal = 128'000'000'000;
-    trusted.storageFree = 40'500'000'000;
-    trusted.battery = DeviceBattery{.cycleCount = 301, .designCapacity = 7606, .maxCapacity = 6850};
-    EXPECT_EQ(MCPTools::deviceObject(trusted), QJsonObject({
-                                                   {"name", "iPad Air 11-inch (M2)"},
-                                                   {"trusted", true},
-                                                   {"connection", "Wi-Fi"},
-                                                   {"model", "iPad Air 11-inch (M2)"},
-                                                   {"software", "iPadOS 18.1"},
-                                                   {"battery_percent", 64},
-                                                   {"charging", false},
-                                                   {"storage_free", "40.5 GB"},
-                                                   {"storage_total", "128 GB"},
-                                                   {"battery_health_percent", 90.1},
-                                                   {"battery_cycle_count", 301},
-                                                   {"battery_design_capacity_mah", 7606},
-                                                   {"battery_max_capacity_mah", 6850},
-                                               }));
+    ConnectedDevice tablet = FakeDevices::trustedPhone();
+    tablet.connection = Connection::wifi;
+    tablet.name.reset();
+    tablet.deviceClass = "iPad";
+    tablet.productType = "iPad14,8";
+    tablet.isCharging = false;
+    tablet.storageFree = 40'500'000'000;
+    EXPECT_EQ(MCPTools::deviceObject(tablet), QJsonObject({
+                                                  {"name", "iPad Air 11-inch (M2)"},
+                                                  {"trusted", true},
+                                                  {"connection", "Wi-Fi"},
+                                                  {"model", "iPad Air 11-inch (M2)"},
+                                                  {"software", "iPadOS 18.1"},
+                                                  {"battery_percent", 76},
+                                                  {"charging", false},
+                                                  {"storage_free", "40.5 GB"},
+                                                  {"storage_total", "256 GB"},
+                                                  {"battery_health_percent", 89.0},
+                                                  {"battery_cycle_count", 412},
+                                                  {"battery_design_capacity_mah", 3274},
+                                                  {"battery_max_capacity_mah", 2914},
+                                              }));
     ConnectedDevice untrusted;
     untrusted.batteryLevel = 50; // never shown for a device that does not trust this computer
     EXPECT_EQ(MCPTools::deviceObject(untrusted),

@@ -107,6 +107,24 @@ public:
         return d;
     }
 
+    // A trusted iPhone as the monitor publishes it after a read.
+    static ConnectedDevice trustedPhone()
+    {
+        ConnectedDevice d;
+        d.id = "p";
+        d.trusted = true;
+        d.name = "Mira's iPhone";
+        d.productType = "iPhone16,1";
+        d.deviceClass = "iPhone";
+        d.osVersion = "18.1";
+        d.batteryLevel = 76;
+        d.isCharging = true;
+        d.storageTotal = 256'000'000'000;
+        d.storageFree = 64'000'000'000;
+        d.battery = DeviceBattery{.cycleCount = 412, .designCapacity = 3274, .maxCapacity = 2914};
+        return d;
+    }
+
 private:
     void close()
     {
