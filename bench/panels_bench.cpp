@@ -45,7 +45,7 @@ struct Fixture {
     QTemporaryDir dir;
     Preferences preferences{dir.path() + "/preferences.json"};
     AppSettings settings{preferences};
-    Hub hub{settings};
+    Hub hub{settings, systemReaders()};
     PanelHost host{hub, settings};
     SampleState state = busyState();
     Fixture()
@@ -114,7 +114,7 @@ void BM_GraphDraw720OwnPainter(benchmark::State& state)
     const SampleState sample = busyState();
     HistoryGraph graph(sampleLoader(sample), nullptr);
     graph.setRange(HistoryRange::month);
-    graph.setCharts({monthChart}, sample.readings.now, Config{});
+    graph.setCharts({monthChart}, sample.readings.time, Config{});
     graph.resize(graph.sizeHint());
     QImage image(graph.size() * 2, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(2);

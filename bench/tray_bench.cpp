@@ -77,7 +77,7 @@ struct Fixture {
     QTemporaryDir dir;
     Preferences preferences{dir.path() + "/preferences.json"};
     AppSettings settings{preferences};
-    Hub hub{settings};
+    Hub hub{settings, systemReaders()};
     CountingHost* host = nullptr;
     std::unique_ptr<StatusItemController> items;
     HubSnapshot current;

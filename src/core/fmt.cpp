@@ -55,7 +55,12 @@ QString number(double value, int decimals)
                                       decimals < 0 ? 0 : std::min(decimals, 60));
     if (result.ec != std::errc())
         return QString::number(value, 'f', decimals);
-    return QString::fromLatin1(buffer, result.ptr - buffer);
+    QString text = QString::fromLatin1(buffer, result.ptr - buffer);
+    // A small negative value rounds to zero, and zero has no sign: -0.3° reads "0°", not "-0°".
+    const bool zero = std::none_of(text.begin(), text.end(), [](QChar c) { return c >= '1' && c <= '9'; });
+    if (zero && text.startsWith(QLatin1Char('-')))
+        text.remove(0, 1);
+    return text;
 }
 
 QString duration(double seconds)
@@ -92,6 +97,14 @@ QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone)
     if (!date || !date->isValid())
         return QStringLiteral("—");
     return QLocale().toString(date->toTimeZone(timeZone).time(), shortTimeFormat());
+}
+
+QString compass(double degrees)
+{
+    static constexpr std::array<const char*, 16> points{"N", "NNE", "NE", "ENE", "E", "ESE", "SE", "SSE",
+                                                        "S", "SSW", "SW", "WSW", "W", "WNW", "NW", "NNW"};
+    const double wrapped = std::fmod(std::fmod(degrees, 360.0) + 360.0, 360.0);
+    return QString::fromLatin1(points[size_t(std::lround(wrapped / 22.5)) % points.size()]);
 }
 
 } // namespace pulsebar::Fmt

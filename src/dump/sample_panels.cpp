@@ -208,6 +208,11 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     else if (busy)
         s.insight = {Insight::Kind::cpu, QStringLiteral("blender is using 3 cores."), Insight::Severity::warning,
                      ModuleKind::cpu, 4211};
+
+    s.timeZone = sampleTimeZone();
+    s.weather = state.weather;
+    if (state.place)
+        s.sky = AstronomyMonitor::compute(*state.place, s.now, s.timeZone);
     return s;
 }
 

@@ -1,5 +1,6 @@
 #include "dump/sample_states.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace pulsebar {
@@ -62,8 +63,6 @@ HubSnapshot idle()
     r.sensorsReady = true;
     r.batteryPresent = true;
     r.batteryPercent = 84;
-    r.weather = HubSnapshot::Weather{QStringLiteral("cloud.sun.fill"), 17};
-    r.nextSunEvent = HubSnapshot::SunEvent{false, sampleTime + 8.5 * 3600};
     r.connectedDevices = devices();
     return r;
 }
@@ -86,7 +85,6 @@ HubSnapshot busy()
     r.menubarTemperature = 78;
     r.fastestFanRpm = 3400;
     r.batteryPercent = 62;
-    r.weather = HubSnapshot::Weather{QStringLiteral("cloud.rain.fill"), 9};
     return r;
 }
 
@@ -100,8 +98,67 @@ HubSnapshot hot()
     r.memoryPressureLevel = MemoryPressureLevel::critical;
     r.menubarTemperature = 99;
     r.fastestFanRpm = 6800;
-    r.weather = HubSnapshot::Weather{QStringLiteral("sun.max.fill"), 34};
     return r;
+}
+
+constexpr double midsummer = 1782043200; // 2026-06-21 12:00 UTC
+
+// A 14-day report for the place, fetched ten minutes before the state's time, with the place's real
+// sunrise and sunset.
+WeatherReport sampleReport(const WeatherLocation& place, int code, bool isDay, double celsius, double now)
+{
+    WeatherReport r;
+    r.location = place;
+    r.timeZone = sampleTimeZone();
+    r.fetched = now - 600;
+    r.current = {celsius, celsius - 1.6, 71, celsius - 5.1, 14.8, 225, 31.3, 1012.6, 18500, isDay ? 3.0 : 0.0,
+                 code >= 51 ? 0.4 : 0.0, code <= 1 ? 10.0 : 85.0, code, isDay};
+    const QDate first = QDateTime::fromMSecsSinceEpoch(qint64(now * 1000), r.timeZone).date();
+    const int codes[] = {2, 61, 0, 3, 45, 80, 95, 71, 1, 3, 63, 0, 2, 51};
+    for (int i = 0; i < 14; ++i) {
+        WeatherDay d;
+        d.date = first.addDays(i);
+        d.code = i == 0 ? code : codes[i];
+        d.high = celsius + 3 + 3 * std::sin(i * 0.8);
+        d.low = celsius - 6 + 2 * std::cos(i * 0.6);
+        if (i != 8) // the service has days without a chance of rain
+            d.precipitationChance = (i * 37) % 100;
+        d.precipitationSum = *d.code >= 51 ? 0.8 + i * 0.7 : 0;
+        const double noon = double(QDateTime(d.date, QTime(12, 0), r.timeZone).toMSecsSinceEpoch()) / 1000;
+        const SunCalc::SunTimes sun = SunCalc::sunTimes(noon, place.latitude, place.longitude);
+        d.sunrise = sun.event(QStringLiteral("sunrise"));
+        d.sunset = sun.event(QStringLiteral("sunset"));
+        r.days.push_back(d);
+    }
+    return r;
+}
+
+// The tray's weather and sun items read what the panels read.
+void trayReadings(SampleState& state)
+{
+    HubSnapshot& r = state.readings;
+    r.weather.reset();
+    if (const auto& report = state.weather.report)
+        r.weather = HubSnapshot::Weather{report->current.symbol(), report->current.temperature};
+    r.nextSunEvent.reset();
+    if (state.place)
+        if (const auto next = AstronomyMonitor::compute(*state.place, r.time, sampleTimeZone()).nextSunEvent(r.time))
+            r.nextSunEvent = HubSnapshot::SunEvent{next->isSunrise, next->time};
+}
+
+void withReport(SampleState& state, const WeatherLocation& place, int code, bool isDay, double celsius)
+{
+    state.place = place;
+    state.weather = {sampleReport(place, code, isDay, celsius, state.readings.time), std::nullopt, false, true};
+    trayReadings(state);
+}
+
+void withoutReport(SampleState& state, const std::optional<WeatherLocation>& place, bool loading,
+                   const std::optional<QString>& error)
+{
+    state.place = place;
+    state.weather = {std::nullopt, error, loading, place.has_value()};
+    trayReadings(state);
 }
 
 } // namespace
@@ -128,17 +185,38 @@ std::vector<SampleState> sampleStates()
     offline.internetReachable = false;
     offline.upload = offline.download = 0;
     offline.uploadHistory = offline.downloadHistory = std::vector<double>(120, 0.0);
-    offline.weather.reset(); // no report without a network
     out.push_back({QStringLiteral("offline"), offline});
 
     out.push_back({QStringLiteral("monochrome"), busy(), true, false});
 
-    HubSnapshot night = busy();
-    night.weather = HubSnapshot::Weather{QStringLiteral("moon.stars.fill"), 6};
-    night.nextSunEvent = HubSnapshot::SunEvent{true, sampleTime + 9 * 3600};
-    out.push_back({QStringLiteral("dark"), night, false, true});
+    out.push_back({QStringLiteral("dark"), busy(), false, true});
     out.push_back({QStringLiteral("light"), busy(), false, false});
+
+    // Weather, sun and moon: a report by day and by night, an unknown code, the states before a report,
+    // and the midnight sun of a polar summer (the hot state is a June day in Tromsø).
+    const WeatherLocation berlin{QStringLiteral("Berlin, Land Berlin, Germany"), 52.52437, 13.41053};
+    const WeatherLocation tromso{QStringLiteral("Tromsø, Troms, Norway"), 69.6492, 18.9553};
+    const auto state = [&out](const char* name) -> SampleState& {
+        return *std::find_if(out.begin(), out.end(), [name](const SampleState& s) { return s.name == name; });
+    };
+    withReport(state("idle"), berlin, 2, true, 17);
+    withReport(state("busy"), berlin, 61, true, 9);
+    state("hot").readings.time = midsummer;
+    withReport(state("hot"), tromso, 0, true, 27);
+    withoutReport(state("charging"), berlin, true, std::nullopt);
+    withReport(state("no-battery"), berlin, 4, true, 9);
+    withoutReport(state("offline"), std::nullopt, false,
+                  QStringLiteral("Cannot reach the location service: Host ipapi.co not found."));
+    withoutReport(state("monochrome"), std::nullopt, false, std::nullopt);
+    state("dark").readings.time = sampleTime + 11.5 * 3600;
+    withReport(state("dark"), berlin, 0, false, 6);
+    withReport(state("light"), berlin, 61, true, 9);
     return out;
+}
+
+QTimeZone sampleTimeZone()
+{
+    return QTimeZone("Europe/Berlin");
 }
 
 } // namespace pulsebar

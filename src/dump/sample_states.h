@@ -1,6 +1,7 @@
 #pragma once
 
 #include "menubar/menu_bar_content.h"
+#include "panels/panel_snapshot.h"
 
 #include <QString>
 
@@ -14,10 +15,14 @@ struct SampleState {
     HubSnapshot readings;
     bool monochrome = false;
     bool dark = false;
+    PanelSnapshot::Weather weather{};       // what the weather service holds
+    std::optional<WeatherLocation> place{}; // where sun and moon are computed for; none while waiting
 };
 
 // idle, busy, hot, charging, no-battery, offline, monochrome, dark and light; fixed values and a fixed
 // clock, so two dumps of one build are identical.
 std::vector<SampleState> sampleStates();
+// The zone the sample states' clock times read in.
+QTimeZone sampleTimeZone();
 
 } // namespace pulsebar

@@ -18,11 +18,13 @@ Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
       gpu(std::move(readers.gpu)),
       disks(std::move(readers.disks), [this] { return now(); }),
       network(std::move(readers.network)), sensors(std::move(readers.sensors)),
-      battery(std::move(readers.battery)), devices(std::move(readers.devices), [this] { return now(); }),
+      battery(std::move(readers.battery)), astronomy([this] { return now(); }),
+      devices(std::move(readers.devices), [this] { return now(); }),
       m_settings(settings), m_machine(std::move(readers.machine)),
       m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this))
 {
     network.now = [this] { return now(); };
+    weather.now = [this] { return now(); };
     connect(&devices, &DeviceMonitor::changed, this, &Hub::devicesChanged);
 }
 
@@ -86,7 +88,11 @@ void Hub::tick()
     // Arrivals and departures come from the subscription; attached devices are read again now and then.
     if (config.showDevices && devices.refreshDue(time))
         devices.refresh();
-    // Calendar events, weather and sky are polled here once those services exist.
+    // Calendar events are polled here once that service exists.
+    if (usesWeather(config)) {
+        weather.refreshIfNeeded(config.weatherLocation, false);
+        astronomy.update(weather.location());
+    }
     m_snapshot = HubSnapshot::of(*this);
     if (!m_isHeadless)
         rules().evaluate(m_snapshot, config, time);
@@ -136,8 +142,20 @@ void Hub::devicesChanged()
         onTick();
 }
 
+bool Hub::usesWeather(const Config& config)
+{
+    return std::any_of(config.modules.begin(), config.modules.end(), [](const ModuleConfig& m) {
+        return m.enabled
+               && (m.kind == ModuleKind::combined || m.kind == ModuleKind::weather || m.kind == ModuleKind::astronomy);
+    });
+}
+
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
 {
+    if (oldConfig.weatherLocation != newConfig.weatherLocation) {
+        weather.refreshIfNeeded(newConfig.weatherLocation, true);
+        astronomy.update(weather.location());
+    }
     if (oldConfig.updateInterval != newConfig.updateInterval && m_timer)
         reschedule();
     if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks

@@ -14,6 +14,8 @@
 #include "monitors/network_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
+#include "sky/astronomy_monitor.h"
+#include "weather/weather_service.h"
 
 #include <QObject>
 #include <QPointer>
@@ -87,8 +89,14 @@ public:
     NetworkMonitor network;
     SensorMonitor sensors;
     BatteryMonitor battery;
+    WeatherService weather;
+    AstronomyMonitor astronomy;
     // Attached phones and tablets; its list also changes between ticks, as devices come and go.
     DeviceMonitor devices;
+
+    // True when an enabled item shows weather or sky (combined, weather, astronomy); only then does
+    // the tick touch the weather service.
+    static bool usesWeather(const Config& config);
 
     // The threshold rules and events; created on first use, which starts their 5 s of silence.
     RuleEngine& rules();

@@ -115,6 +115,10 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
     s.batteryAmperage = battery.amperage;
     s.minutesRemaining = battery.minutesRemaining;
 
+    if (const auto& report = hub.weather.report())
+        s.weather = Weather{report->current.symbol(), report->current.temperature};
+    if (const auto sun = hub.astronomy.nextSunEvent(s.time))
+        s.nextSunEvent = SunEvent{sun->isSunrise, sun->time};
     s.connectedDevices = hub.devices.devices();
     return s;
 }

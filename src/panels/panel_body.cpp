@@ -24,6 +24,7 @@ constexpr int barThickness = 6;
 constexpr int sparkWidth = 56;
 constexpr int tileTrailWidth = 56;
 constexpr int symbolBox = 18;
+constexpr int forecastLabelWidth = 64; // "Today" and the short weekday names
 
 int lineCount(const QString& text)
 {
@@ -140,6 +141,7 @@ int PanelBody::rowHeight(const PanelRow& row) const
     case Kind::link: return wrappedHeight(row.value, font(), inner - 16) + 14;
     case Kind::tile: return line + small + 14;
     case Kind::note: return wrappedHeight(row.value, smallFont, inner) + rowGap;
+    case Kind::forecast: return std::max(line, symbolBox) + rowGap;
     }
     return line;
 }
@@ -439,6 +441,22 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
         p.setPen(PanelStyle::secondary(pal));
         p.drawText(inner.adjusted(0, 0, 0, -rowGap), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, row.value);
         break;
+    case Kind::forecast: {
+        const QRect box(inner.left(), r.top(), inner.width(), r.height() - rowGap);
+        p.setFont(base);
+        p.setPen(PanelStyle::text(pal));
+        p.drawText(box, Qt::AlignLeft | Qt::AlignVCenter, row.label);
+        const int symbolLeft = box.left() + forecastLabelWidth;
+        if (!row.symbol.isEmpty())
+            Symbols::draw(p, row.symbol, QRectF(symbolLeft, box.center().y() - symbolBox / 2.0, symbolBox, symbolBox),
+                          PanelStyle::text(pal), Symbols::Style::palette);
+        p.drawText(box, Qt::AlignRight | Qt::AlignVCenter, row.value);
+        p.setFont(smallFont);
+        p.setPen(PanelStyle::secondary(pal));
+        p.drawText(box.adjusted(forecastLabelWidth + symbolBox + 12, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter,
+                   row.detail);
+        break;
+    }
     }
 }
 

@@ -3,6 +3,7 @@
 #include "core/fmt.h"
 #include "menubar/menu_bar_content.h"
 #include "monitors/process_actions.h"
+#include "panels/panel_rows.h"
 
 #include <QJsonArray>
 
@@ -15,48 +16,13 @@ namespace {
 
 using Row = PanelRow;
 using Kind = PanelRow::Kind;
+using PanelRows::bar;
+using PanelRows::note;
+using PanelRows::tile;
+using PanelRows::trail;
+using PanelRows::value;
 
 const QString separator = QStringLiteral(" · ");
-
-Row value(const QString& label, const QString& text, const QString& detail = {})
-{
-    Row row;
-    row.label = label;
-    row.value = text;
-    row.detail = detail;
-    return row;
-}
-
-Row bar(const QString& label, const QString& text, double fraction, PartColor color = PartColor::blue)
-{
-    Row row;
-    row.kind = Kind::bar;
-    row.label = label;
-    row.value = text;
-    row.fraction = std::clamp(fraction, 0.0, 1.0);
-    row.color = color;
-    return row;
-}
-
-Row trail(const QString& caption, std::vector<PanelSeries> series, Row::TrailStyle style = Row::TrailStyle::line,
-          double maximum = 0)
-{
-    Row row;
-    row.kind = Kind::trail;
-    row.value = caption;
-    row.series = std::move(series);
-    row.trailStyle = style;
-    row.trailMaximum = maximum;
-    return row;
-}
-
-Row note(const QString& text)
-{
-    Row row;
-    row.kind = Kind::note;
-    row.value = text;
-    return row;
-}
 
 QString temperature(const Config& config, std::optional<double> celsius)
 {
@@ -165,18 +131,6 @@ PartColor batteryColor(const PanelSnapshot::Battery& b)
 
 // --- overview tiles ---
 
-Row tile(const QString& symbol, const QString& label, const QString& text, const QString& detail, ModuleKind target)
-{
-    Row row;
-    row.kind = Kind::tile;
-    row.symbol = symbol;
-    row.label = label;
-    row.value = text;
-    row.detail = detail;
-    row.target = target;
-    return row;
-}
-
 std::optional<Row> cpuTile(const PanelSnapshot& s, const Config&)
 {
     Row row = tile(QStringLiteral("cpu"), QStringLiteral("CPU"), Fmt::percent(s.cpu.user + s.cpu.system),
@@ -275,12 +229,10 @@ std::optional<Row> batteryTile(const PanelSnapshot& s, const Config&)
 
 std::optional<Row> keepAwakeTile(const PanelSnapshot& s, const Config&)
 {
-    Row row = tile(QStringLiteral("sun.max.fill"), QStringLiteral("Keep Awake"), s.keepAwake.statusText,
-                   s.keepAwake.isActive ? QStringLiteral("The computer will not sleep.")
-                                        : QStringLiteral("The computer sleeps as usual."),
-                   ModuleKind::combined);
-    row.target.reset();
-    return row;
+    return tile(QStringLiteral("sun.max.fill"), QStringLiteral("Keep Awake"), s.keepAwake.statusText,
+                s.keepAwake.isActive ? QStringLiteral("The computer will not sleep.")
+                                     : QStringLiteral("The computer sleeps as usual."),
+                std::nullopt);
 }
 
 } // namespace
@@ -311,7 +263,8 @@ const std::vector<Entry>& registry()
     static const std::vector<Entry> entries{
         {ModuleKind::combined, overview}, {ModuleKind::cpu, cpu},         {ModuleKind::gpu, gpu},
         {ModuleKind::memory, memory},     {ModuleKind::disks, disks},     {ModuleKind::network, network},
-        {ModuleKind::sensors, sensors},   {ModuleKind::battery, battery},
+        {ModuleKind::sensors, sensors},   {ModuleKind::battery, battery}, {ModuleKind::weather, weather},
+        {ModuleKind::astronomy, astronomy},
     };
     return entries;
 }
@@ -337,7 +290,7 @@ const std::vector<Tile>& tiles()
         {OverviewItem::memory, memoryTile},   {OverviewItem::network, networkTile},
         {OverviewItem::disk, diskTile},       {OverviewItem::sensors, sensorsTile},
         {OverviewItem::battery, batteryTile}, {OverviewItem::devices, devicesTile},
-        {OverviewItem::keepAwake, keepAwakeTile},
+        {OverviewItem::keepAwake, keepAwakeTile}, {OverviewItem::weather, weatherTile},
     };
     return list;
 }
@@ -365,14 +318,10 @@ PanelModel overview(const PanelSnapshot& s, const Config& config)
         if (!config.showsInOverview(item))
             continue;
         if (item == OverviewItem::insight) {
-            Row row;
-            row.kind = Kind::link;
-            row.value = s.insight.text;
-            row.target = s.insight.module;
-            row.color = s.insight.severity == Insight::Severity::critical  ? PartColor::red
-                        : s.insight.severity == Insight::Severity::warning ? PartColor::orange
-                                                                           : PartColor::foreground;
-            insightSection.rows.push_back(row);
+            const PartColor color = s.insight.severity == Insight::Severity::critical  ? PartColor::red
+                                    : s.insight.severity == Insight::Severity::warning ? PartColor::orange
+                                                                                       : PartColor::foreground;
+            insightSection.rows.push_back(PanelRows::link(s.insight.text, color, s.insight.module));
             continue;
         }
         for (const Tile& t : tiles())

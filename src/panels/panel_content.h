@@ -50,7 +50,12 @@ PanelModel disks(const PanelSnapshot& s, const Config& config);
 PanelModel network(const PanelSnapshot& s, const Config& config);
 PanelModel sensors(const PanelSnapshot& s, const Config& config);
 PanelModel battery(const PanelSnapshot& s, const Config& config);
+PanelModel weather(const PanelSnapshot& s, const Config& config);
+PanelModel astronomy(const PanelSnapshot& s, const Config& config);
 PanelModel devices(const PanelSnapshot& s, const Config& config);
+
+// The weather tile: symbol, temperature, conditions and place, or the state's heading before a report.
+std::optional<PanelRow> weatherTile(const PanelSnapshot& s, const Config& config);
 
 // The devices tile: the one device's name, charge and model, or how many are connected; none without any.
 std::optional<PanelRow> devicesTile(const PanelSnapshot& s, const Config& config);

@@ -8,8 +8,8 @@ namespace pulsebar {
 
 namespace {
 
-constexpr std::array<const char*, 10> rowKindNames{"value", "bar",  "trail", "process", "link",
-                                                   "tile",  "note", "choice", "copy",   "columns"};
+constexpr std::array<const char*, 11> rowKindNames{"value", "bar",  "trail",  "process", "link",    "tile",
+                                                   "note",  "choice", "copy", "columns", "forecast"};
 
 void putText(QJsonObject& object, const char* key, const QString& text)
 {
@@ -26,6 +26,7 @@ QJsonObject PanelRow::toJson() const
     putText(o, "label", label);
     putText(o, "value", value);
     putText(o, "detail", detail);
+    putText(o, "symbol", symbol);
     if (kind == Kind::bar && segments.empty())
         o.insert(QStringLiteral("fraction"), fraction);
     if (!segments.empty()) {

@@ -45,6 +45,7 @@ struct PanelRow {
         choice,  // label … value, with a menu of `choices` (the sensor shown in the tray)
         copy,    // label … value, copied to the clipboard on click (the public address)
         columns, // label … value, then one column per segment filled to its fraction (the cores)
+        forecast, // a day of a forecast on one line: label, symbol, detail in the middle, value at the right
     };
     enum class TrailStyle { line, stacked, mirrored };
 
@@ -52,7 +53,7 @@ struct PanelRow {
     QString label;
     QString value;
     QString detail;
-    QString symbol;  // tile
+    QString symbol;  // tile, forecast
     double fraction = 0; // bar
     PartColor color = PartColor::blue;
     std::vector<PanelSegment> segments;

@@ -65,6 +65,10 @@ PanelSnapshot PanelSnapshot::from(const Hub& hub)
                  b.maxCapacity,   b.temperature,    b.voltage,      b.amperage,    b.powerDraw(),
                  b.adapterWatts,  b.adapterName,    b.lowPowerMode, b.bluetooth,   trail(b.history)};
 
+    const WeatherService& w = hub.weather;
+    s.weather = {w.report(), w.lastError(), w.isLoading(), w.location().has_value()};
+    s.sky = hub.astronomy.snapshot();
+
     s.devices = hub.snapshot().connectedDevices;
     s.keepAwake = {hub.keepAwake().isActive, hub.keepAwake().statusText()};
     s.insight = hub.insights().current();

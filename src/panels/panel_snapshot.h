@@ -10,8 +10,11 @@
 #include "monitors/network_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
+#include "sky/astronomy_monitor.h"
+#include "weather/weather_report.h"
 
 #include <QString>
+#include <QTimeZone>
 
 #include <array>
 #include <map>
@@ -27,6 +30,7 @@ class Hub;
 // reads the machine itself. Field names are the monitors' own; trails are oldest first.
 struct PanelSnapshot {
     double now = 0; // seconds since 1970
+    QTimeZone timeZone = QTimeZone::systemTimeZone(); // the clock times panels show are in this zone
 
     struct Cpu {
         QString brand;
@@ -140,6 +144,15 @@ struct PanelSnapshot {
         bool isActive = false;
         QString statusText; // "Off", "Until turned off", "Until 14:30"
     } keepAwake;
+
+    struct Weather {
+        std::optional<WeatherReport> report; // kept through failed refreshes
+        std::optional<QString> lastError;
+        bool isLoading = false;
+        bool hasLocation = false; // configured or found by address; without one the panels wait
+    } weather;
+
+    std::optional<AstronomyMonitor::Snapshot> sky; // absent until a place is known
 
     Insight insight;
 

@@ -50,6 +50,8 @@ TEST(Fmt, NumberUsesCLocaleDigits)
     EXPECT_EQ(Fmt::number(3.14159, 2), "3.14");
     EXPECT_EQ(Fmt::number(2.5, 0), "2");
     EXPECT_EQ(Fmt::number(-1, 1), "-1.0");
+    EXPECT_EQ(Fmt::number(-0.3, 0), "0"); // no "-0" for a value that rounds to zero
+    EXPECT_EQ(Fmt::number(-0.04, 1), "0.0");
     QLocale::setDefault(QLocale::c());
 }
 

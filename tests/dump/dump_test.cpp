@@ -48,12 +48,13 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
-    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 9);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 11);
 
     // Every panel of every state, the live one included, as a picture in the index and as its texts.
     for (const QString& state : states + QStringList{"live"}) {
         const QJsonObject panels = QJsonDocument::fromJson(readFile(out + "/" + state + "/panels.json")).object();
-        for (const char* module : {"combined", "cpu", "gpu", "memory", "disks", "network", "sensors", "battery"}) {
+        for (const char* module :
+             {"combined", "cpu", "gpu", "memory", "disks", "network", "sensors", "battery", "weather", "astronomy"}) {
             const QString name = QString("%1/panel-%2.png").arg(state, module);
             const QImage image(out + "/" + name);
             ASSERT_FALSE(image.isNull()) << name.toStdString();
@@ -88,6 +89,14 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
         EXPECT_LT(dark.pixelColor(600, 560).lightness(), 128) << pane.id.toStdString();
         EXPECT_TRUE(index.contains("settings-" + pane.id + "-dark.png"));
     }
+    // Weather and sky in the states that show them: polar summer, a failed first fetch.
+    const QJsonObject hot = QJsonDocument::fromJson(readFile(out + "/hot/panels.json")).object();
+    EXPECT_EQ(hot["astronomy"].toObject()["sections"].toArray()[0].toObject()["rows"].toArray()[0].toObject()["label"]
+                  .toString(),
+              "The sun does not set");
+    EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/offline/panels.json")).object()["weather"].toObject()["sections"]
+                  .toArray()[0].toObject()["rows"].toArray()[0].toObject()["label"].toString(),
+              "Weather unavailable");
     
     // What a tray shows: a sheet of square icons, two bars, and the labels, a two-line text on one line.
     EXPECT_EQ(QImage(out + "/busy/tray-icons.png").height(), 11 * 30);

@@ -10,7 +10,7 @@ if(TARGET fuzz_mcp_handle)
                    ${mcp_fuzz_corpus} ${CMAKE_CURRENT_SOURCE_DIR}/mcp/corpus)
   set_tests_properties(McpFuzzHandle PROPERTIES
     TIMEOUT 120
-    ENVIRONMENT "PULSEBAR_SYSROOT=${CMAKE_CURRENT_SOURCE_DIR}/fixtures/mcp/sysroot;PULSEBAR_IPIFY_URL=http://127.0.0.1:9/;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;ASAN_OPTIONS=quarantine_size_mb=64;QT_QPA_PLATFORM=offscreen")
+    ENVIRONMENT "PULSEBAR_SYSROOT=${CMAKE_CURRENT_SOURCE_DIR}/fixtures/mcp/sysroot;PULSEBAR_IPIFY_URL=http://127.0.0.1:9/;PULSEBAR_OPEN_METEO_URL=http://127.0.0.1:9/;PULSEBAR_GEOCODING_URL=http://127.0.0.1:9/;PULSEBAR_IPAPI_URL=http://127.0.0.1:9/;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;ASAN_OPTIONS=quarantine_size_mb=64;QT_QPA_PLATFORM=offscreen")
 endif()
 
 # The official MCP TypeScript SDK, pinned in tests/mcp/sdk/package-lock.json, installed into that folder

@@ -141,9 +141,9 @@ TEST(PanelContent, OverviewStartsWithTheInsightThenTilesInTheConfiguredOrder)
     for (const PanelRow& row : overview.sections[1].rows)
         tiles << row.label;
     // The configured order first, then the rest in their own order; no GPU tile without a GPU, no sensors
-    // tile without a temperature or a fan, network hidden, and items without a tile yet (devices,
-    // weather, clocks, events) left out.
-    EXPECT_EQ(tiles, (QStringList{"Battery", "Memory", "CPU", "Disk", "Keep Awake"}));
+    // tile without a temperature or a fan, network hidden, and items without a tile yet (devices, clocks,
+    // events) left out.
+    EXPECT_EQ(tiles, (QStringList{"Battery", "Memory", "CPU", "Disk", "Keep Awake", "Weather"}));
 }
 
 TEST(PanelContent, SensorsFollowTheModeAndTheTrayChoice)

@@ -14,10 +14,11 @@
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? "offscreen" : qgetenv("QT_QPA_PLATFORM"));
-    // No test reaches the internet: the public-address service points at a closed loopback port
-    // unless a test serves it itself.
-    if (qEnvironmentVariableIsEmpty("PULSEBAR_IPIFY_URL"))
-        qputenv("PULSEBAR_IPIFY_URL", "http://127.0.0.1:9/");
+    // No test reaches the internet: the public-address, weather and location services point at a
+    // closed loopback port unless a test serves them itself.
+    for (const char* service : {"PULSEBAR_IPIFY_URL", "PULSEBAR_OPEN_METEO_URL", "PULSEBAR_GEOCODING_URL", "PULSEBAR_IPAPI_URL"})
+        if (qEnvironmentVariableIsEmpty(service))
+            qputenv(service, "http://127.0.0.1:9/");
     // A hub started by a test opens its history store under XDG_DATA_HOME: never the user's own.
     QTemporaryDir dataHome;
     qputenv("XDG_DATA_HOME", dataHome.path().toLocal8Bit());
