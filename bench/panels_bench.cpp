@@ -104,6 +104,7 @@ void BM_PanelRedrawPerTick(benchmark::State& state)
 }
 BENCHMARK(BM_PanelRedrawPerTick)
     ->Arg(int(ModuleKind::combined))->Arg(int(ModuleKind::cpu))->Arg(int(ModuleKind::network))
+    ->Arg(int(ModuleKind::weather))->Arg(int(ModuleKind::astronomy))
     ->Unit(benchmark::kMillisecond)->UseRealTime();
 
 const HistoryChart monthChart{QStringLiteral("CPU"), {HistoryMetric::cpuUser, HistoryMetric::cpuSystem},

@@ -2,20 +2,45 @@
 #include "weather/weather_report.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <benchmark/benchmark.h>
 
 using namespace pulsebar;
 
-// The 14-day forecast as the service sends it (48 hourly entries), parsed into a report.
-static void BM_WeatherParseForecast(benchmark::State& state)
+// A 14-day forecast the size the service sends it: the fixture's answer with its hourly block grown to
+// the 336 hours of 14 days.
+QByteArray fullForecast()
 {
     QFile file(QStringLiteral(PULSEBAR_FIXTURES "/weather/forecast.json"));
-    if (!file.open(QIODevice::ReadOnly)) {
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QJsonObject answer = QJsonDocument::fromJson(file.readAll()).object();
+    QJsonObject hourly = answer[QStringLiteral("hourly")].toObject();
+    const QDateTime first = QDateTime::fromString(hourly[QStringLiteral("time")].toArray().first().toString(),
+                                                  QStringLiteral("yyyy-MM-dd'T'HH:mm"));
+    for (const QString& key : hourly.keys()) {
+        const QJsonArray sample = hourly[key].toArray();
+        QJsonArray grown;
+        for (int hour = 0; hour < 14 * 24; ++hour)
+            grown.append(key == QStringLiteral("time")
+                             ? QJsonValue(first.addSecs(hour * 3600).toString(QStringLiteral("yyyy-MM-dd'T'HH:mm")))
+                             : sample[hour % sample.size()]);
+        hourly[key] = grown;
+    }
+    answer[QStringLiteral("hourly")] = hourly;
+    return QJsonDocument(answer).toJson(QJsonDocument::Compact);
+}
+
+static void BM_WeatherParseForecast(benchmark::State& state)
+{
+    const QByteArray body = fullForecast();
+    if (body.isEmpty()) {
         state.SkipWithError("no forecast fixture");
         return;
     }
-    const QByteArray body = file.readAll();
     const WeatherLocation place{QStringLiteral("Berlin"), 52.52, 13.42};
     for (auto _ : state) {
         auto parsed = WeatherParse::forecast(body, place, 0);

@@ -40,4 +40,13 @@ void Notifier::post(const QString& title, const QString& body)
     DesktopNotifications::show(title, body);
 }
 
+void Notifier::post(const Notification& notification, const NotificationAction& action)
+{
+    if (!isAvailable()) {
+        post(notification);
+        return;
+    }
+    DesktopNotifications::show(notification.title, notification.body, {action.title, action.run});
+}
+
 } // namespace pulsebar

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace pulsebar {
 
 // One desktop notification: what the user reads in the banner.
@@ -9,6 +11,13 @@ struct Notification {
     QString title;
     QString body;
     bool operator==(const Notification&) const = default;
+};
+
+// A button on a notification, and what choosing it does. Desktops without buttons show the
+// notification without it.
+struct NotificationAction {
+    QString title;
+    std::function<void()> run;
 };
 
 // The one way anything posts a desktop notification: the freedesktop notification service
@@ -37,6 +46,9 @@ public:
     virtual void post(const QString& title, const QString& body);
 
     void post(const Notification& notification) { post(notification.title, notification.body); }
+    // Delivers now with one button; `action.run` is called on the main thread if the user chooses it.
+    // Without a notification service it is a log line like any other post.
+    virtual void post(const Notification& notification, const NotificationAction& action);
     // What the settings' "Send Test Notification" button does.
     void sendTestNotification() { post(testNotification); }
 

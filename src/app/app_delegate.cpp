@@ -6,6 +6,7 @@
 #include "menubar/hot_key_center.h"
 #include "menubar/status_item_controller.h"
 #include "settings/settings_window.h"
+#include "platform/linux/autostart.h"
 #include "platform/linux/single_instance.h"
 #include "platform/linux/tray_desktop.h"
 
@@ -69,6 +70,7 @@ void AppDelegate::applicationDidFinishLaunching()
         const auto [title, body] = TrayDesktop::noTrayAdvice(TrayDesktop::currentDesktop());
         Notifier::shared().post(title, body);
     };
+    askOnceToStartAtLogin();
     QPointer<StatusItemController> items(m_statusItems.get());
     m_hub->onTick = [items] {
         if (items)
@@ -143,6 +145,27 @@ void AppDelegate::keepAwakeChanged()
     }
     m_keepAwakeWasActive = active;
     m_statusItems->refresh();
+}
+
+// The first start offers, once, to start at every login; the answer can change later in Settings.
+void AppDelegate::askOnceToStartAtLogin()
+{
+    Preferences& preferences = m_settings.preferences();
+    if (preferences.value(startAtLoginAskedKey).toBool())
+        return;
+    preferences.setValue(startAtLoginAskedKey, true);
+    if (Autostart::isEnabled())
+        return;
+    const QString executable = QCoreApplication::applicationFilePath();
+    Notifier::shared().post(
+        Notification{QStringLiteral("Start Pulsebar when you log in?"),
+                     QStringLiteral("Pulsebar can start by itself each time you log in. You can change this later "
+                                    "in Settings › General.")},
+        NotificationAction{QStringLiteral("Start at Login"), [executable] {
+                               const QString error = Autostart::setEnabled(true, executable);
+                               if (!error.isEmpty())
+                                   Notifier::shared().post(QStringLiteral("Pulsebar"), error);
+                           }});
 }
 
 void AppDelegate::openSettings()

@@ -36,11 +36,15 @@ public:
     // delegate weakly and does nothing once the delegate is gone.
     static void openSettings();
 
+    // Set in the preferences once the first start has asked whether to start at login.
+    static inline const QString startAtLoginAskedKey = QStringLiteral("startAtLogin.asked");
+
 private:
     void configurationChanged(const Config& oldConfig, const Config& newConfig);
     void hotKeyTriggered(const HotKeyAction& action);
     void keepAwakeChanged();
     void showSettings();
+    void askOnceToStartAtLogin();
 
     static inline QPointer<AppDelegate> s_settingsHandler;
 

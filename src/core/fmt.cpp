@@ -99,6 +99,14 @@ QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone)
     return QLocale().toString(date->toTimeZone(timeZone).time(), shortTimeFormat());
 }
 
+QString dateTime(const std::optional<QDateTime>& date, const QTimeZone& timeZone)
+{
+    if (!date || !date->isValid())
+        return QStringLiteral("—");
+    const QDateTime local = date->toTimeZone(timeZone);
+    return QLocale().toString(local.date(), QLocale::ShortFormat) + QLatin1Char(' ') + time(local, timeZone);
+}
+
 QString compass(double degrees)
 {
     static constexpr std::array<const char*, 16> points{"N", "NNE", "NE", "ENE", "E", "ESE", "SE", "SSE",

@@ -17,6 +17,7 @@ QString rate(double bytesPerSecond, bool bits);         // 800 b/s, 12.5 Mb/s, 3
 QString number(double value, int decimals);             // printf-style fixed decimals
 QString duration(double seconds);                       // 45m, 3h 5m, 2d 0h 7m
 QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone); // locale short time, "—" when absent
+QString dateTime(const std::optional<QDateTime>& date, const QTimeZone& timeZone); // locale short date and time
 QString compass(double degrees);                        // N, NNE, NE, … the nearest of 16 points
 
 } // namespace pulsebar::Fmt

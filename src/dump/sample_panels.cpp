@@ -200,6 +200,17 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
     }
 
     s.devices = r.connectedDevices;
+    // Two saved speed tests; the busy machine is running a third, the offline one failed.
+    const QDateTime tested = QDateTime::fromSecsSinceEpoch(qint64(r.time), QTimeZone::utc());
+    s.speedTests.results = {
+        {tested.addSecs(-2 * 3600), 61.2e6, 5.4e6, 842, 18, QStringLiteral("wlp1s0"), 1.38e9},
+        {tested.addDays(-3), 48.9e6, 4.9e6, 412, 23, QStringLiteral("wlp1s0"), 1.1e9},
+    };
+    if (busy)
+        s.speedTests.state = {SpeedTest::State::Kind::running, tested.addSecs(-7), {}};
+    else if (r.internetReachable == false)
+        s.speedTests.state = {SpeedTest::State::Kind::failed, {}, QStringLiteral("The test failed. Check your connection.")};
+
     s.keepAwake = busy ? PanelSnapshot::KeepAwake{true, QStringLiteral("Until turned off")}
                        : PanelSnapshot::KeepAwake{false, QStringLiteral("Off")};
     if (r.cpuUser + r.cpuSystem > 95)

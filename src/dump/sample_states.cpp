@@ -139,7 +139,8 @@ void trayReadings(SampleState& state)
     HubSnapshot& r = state.readings;
     r.weather.reset();
     if (const auto& report = state.weather.report)
-        r.weather = HubSnapshot::Weather{report->current.symbol(), report->current.temperature};
+        r.weather = HubSnapshot::Weather{report->current.symbol(), report->current.temperature,
+                                          report->current.description()};
     r.nextSunEvent.reset();
     if (state.place)
         if (const auto next = AstronomyMonitor::compute(*state.place, r.time, sampleTimeZone()).nextSunEvent(r.time))

@@ -21,7 +21,8 @@ Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
       battery(std::move(readers.battery)), astronomy([this] { return now(); }),
       devices(std::move(readers.devices), [this] { return now(); }),
       m_settings(settings), m_machine(std::move(readers.machine)),
-      m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this))
+      m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this)),
+      m_speedTest(std::make_unique<SpeedTest>(settings.preferences()))
 {
     network.now = [this] { return now(); };
     weather.now = [this] { return now(); };

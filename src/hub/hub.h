@@ -3,6 +3,7 @@
 #include "core/app_settings.h"
 #include "hub/hub_snapshot.h"
 #include "hub/system_readers.h"
+#include "speedtest/speed_test.h"
 #include "history/history_store.h"
 #include "core/keep_awake.h"
 #include "devices/device_monitor.h"
@@ -104,6 +105,10 @@ public:
     InsightEngine& insights() { return *m_insights; }
     const InsightEngine& insights() const { return *m_insights; }
 
+    // The network speed test the network panel runs and the saved results.
+    SpeedTest& speedTest() { return *m_speedTest; }
+    const SpeedTest& speedTest() const { return *m_speedTest; }
+
     // Applies the reactions to a configuration change that concern the hub.
     void configChanged(const Config& oldConfig, const Config& newConfig);
 
@@ -123,6 +128,7 @@ private:
     std::unique_ptr<QTimer> m_timer;
     std::unique_ptr<RuleEngine> m_rules;
     std::unique_ptr<InsightEngine> m_insights;
+    std::unique_ptr<SpeedTest> m_speedTest;
     bool m_isRecording = false;
     bool m_isHeadless = false;
     bool m_inTick = false;

@@ -93,6 +93,7 @@ struct HubSnapshot {
     struct Weather {
         QString symbol;         // for the current code, by day or night
         double temperature = 0; // °C
+        QString description{};  // "Partly Cloudy", for the tooltip
     };
     std::optional<Weather> weather; // absent before the first report
     struct SunEvent {

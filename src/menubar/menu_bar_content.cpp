@@ -298,6 +298,16 @@ QString toolTip(ModuleKind kind, const HubSnapshot& readings, const Config& conf
 {
     if (const auto reason = unavailableReason(kind, readings))
         return *reason;
+    // The weather and sun items say in words what their symbol shows.
+    if (kind == ModuleKind::weather)
+        return readings.weather ? readings.weather->description + QStringLiteral(", ") +
+                                      temperature(config, readings.weather->temperature)
+                                : QStringLiteral("Waiting for the first weather report");
+    if (kind == ModuleKind::astronomy)
+        return readings.nextSunEvent
+                   ? (readings.nextSunEvent->isSunrise ? QStringLiteral("Sunrise at ") : QStringLiteral("Sunset at ")) +
+                         timeText(readings.nextSunEvent->time)
+                   : QStringLiteral("No sunrise or sunset ahead");
     return lines(kind, readings, config).join(QLatin1Char('\n'));
 }
 

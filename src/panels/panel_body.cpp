@@ -130,6 +130,7 @@ int PanelBody::rowHeight(const PanelRow& row) const
     switch (row.kind) {
     case Kind::value:
     case Kind::copy:
+    case Kind::command:
     case Kind::choice: return line + lineCount(row.detail) * small + rowGap;
     case Kind::bar:
         return line + 4 + barThickness + (row.detail.isEmpty() ? 0 : small + 2) +
@@ -184,6 +185,7 @@ bool PanelBody::isActive(int index) const
     switch (row.kind) {
     case Kind::process:
     case Kind::choice:
+    case Kind::command:
     case Kind::copy: return true;
     case Kind::link:
     case Kind::tile: return row.target.has_value() || row.tilePanel.has_value();
@@ -324,25 +326,37 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
         p.drawRoundedRect(QRectF(r.adjusted(6, 1, -6, -1)), 6, 6);
         p.setBrush(Qt::NoBrush);
     }
-    auto labelAndValue = [&](const QString& value, const QColor& valueColor) {
+    // `inset` keeps the value that far from the right edge (a button's outline goes around it).
+    auto labelAndValue = [&](const QString& value, const QColor& valueColor, int inset = 0) {
         p.setFont(base);
         p.setPen(PanelStyle::text(pal));
         const int valueWidth = fontMetrics().horizontalAdvance(value);
         const QRect top(inner.left(), r.top() + 2, inner.width(), line);
-        p.drawText(top.adjusted(0, 0, -valueWidth - 8, 0), Qt::AlignLeft | Qt::AlignVCenter,
-                   fontMetrics().elidedText(row.label, Qt::ElideRight, top.width() - valueWidth - 8));
+        const int labelWidth = top.width() - valueWidth - 2 * inset - 8;
+        p.drawText(top.adjusted(0, 0, -valueWidth - 2 * inset - 8, 0), Qt::AlignLeft | Qt::AlignVCenter,
+                   fontMetrics().elidedText(row.label, Qt::ElideRight, labelWidth));
         p.setPen(valueColor);
-        p.drawText(top, Qt::AlignRight | Qt::AlignVCenter, value);
+        p.drawText(top.adjusted(0, 0, -inset, 0), Qt::AlignRight | Qt::AlignVCenter, value);
         return valueWidth;
     };
 
     switch (row.kind) {
     case Kind::value:
     case Kind::copy:
+    case Kind::command:
     case Kind::choice: {
         const QString value = row.kind == Kind::choice ? row.value + QStringLiteral(" ▾") : row.value;
-        const QColor valueColor = row.kind == Kind::copy ? pal.color(QPalette::Link) : PanelStyle::text(pal);
-        const int valueWidth = labelAndValue(value, valueColor);
+        const bool link = row.kind == Kind::copy || row.kind == Kind::command;
+        const QColor valueColor = link ? pal.color(QPalette::Link) : PanelStyle::text(pal);
+        const int buttonPadding = row.kind == Kind::command ? 8 : 0;
+        const int valueWidth = labelAndValue(value, valueColor, buttonPadding);
+        if (row.kind == Kind::command) { // a button: the value in a rounded outline
+            p.setPen(QPen(valueColor, 1));
+            p.setBrush(Qt::NoBrush);
+            p.drawRoundedRect(QRectF(inner.right() - valueWidth - 2 * buttonPadding + 0.5, r.top() + 2.5,
+                                     valueWidth + 2 * buttonPadding, line - 1),
+                              5, 5);
+        }
         if (!row.series.empty()) {
             const QRectF spark(inner.right() - valueWidth - 10 - sparkWidth, r.top() + 4, sparkWidth, line - 4);
             PanelRow sparkRow = row;

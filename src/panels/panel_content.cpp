@@ -4,6 +4,7 @@
 #include "menubar/menu_bar_content.h"
 #include "monitors/process_actions.h"
 #include "panels/panel_rows.h"
+#include "speedtest/network_quality_method.h"
 
 #include <QJsonArray>
 
@@ -17,6 +18,7 @@ namespace {
 using Row = PanelRow;
 using Kind = PanelRow::Kind;
 using PanelRows::bar;
+using PanelRows::command;
 using PanelRows::note;
 using PanelRows::tile;
 using PanelRows::trail;
@@ -498,6 +500,56 @@ PanelModel disks(const PanelSnapshot& s, const Config&)
     return model;
 }
 
+// A button to run a test (Cancel, with the seconds so far, while one runs), why the last one failed,
+// the newest result in full and the earlier ones a line each.
+PanelSection speedTestSection(const PanelSnapshot::SpeedTests& tests, double now, const Config& config)
+{
+    using State = SpeedTest::State::Kind;
+    const bool bits = config.bandwidthBits;
+    PanelSection section{QStringLiteral("Speed Test"), {}};
+    if (tests.state.kind == State::running) {
+        const double elapsed = std::max(0.0, now - double(tests.state.started.toMSecsSinceEpoch()) / 1000.0);
+        section.rows.push_back(command(QStringLiteral("Testing… %1 s").arg(int(elapsed)), QStringLiteral("Cancel"),
+                                       PanelContent::cancelSpeedTest));
+    } else {
+        section.rows.push_back(command(QStringLiteral("Internet speed"),
+                                       QStringLiteral("Run Speed Test"), PanelContent::runSpeedTest));
+    }
+    if (tests.state.kind == State::failed)
+        section.rows.push_back(note(tests.state.message));
+
+    const auto rates = [bits](const SpeedTestResult& r) {
+        return QStringLiteral("↓ ") + Fmt::rate(r.download, bits) + QStringLiteral("   ↑ ") + Fmt::rate(r.upload, bits);
+    };
+    const auto quality = [](const SpeedTestResult& r) {
+        QStringList about;
+        if (r.responsiveness)
+            about << QStringLiteral("%1 RPM (%2)").arg(Fmt::number(*r.responsiveness, 0),
+                                                      NetworkQualityMethod::responsivenessGrade(*r.responsiveness));
+        if (r.baseRTT)
+            about << QStringLiteral("Base RTT %1 ms").arg(Fmt::number(*r.baseRTT, 0));
+        return about.join(separator);
+    };
+    const QTimeZone zone = QTimeZone::systemTimeZone();
+    if (!tests.results.empty()) {
+        const SpeedTestResult& last = tests.results.front();
+        section.rows.push_back(value(QStringLiteral("Download"), Fmt::rate(last.download, bits)));
+        section.rows.push_back(value(QStringLiteral("Upload"), Fmt::rate(last.upload, bits)));
+        if (last.responsiveness)
+            section.rows.push_back(value(QStringLiteral("Responsiveness"),
+                                         QStringLiteral("%1 RPM").arg(Fmt::number(*last.responsiveness, 0)),
+                                         NetworkQualityMethod::responsivenessGrade(*last.responsiveness)));
+        if (last.baseRTT)
+            section.rows.push_back(value(QStringLiteral("Base RTT"), Fmt::number(*last.baseRTT, 0) + QStringLiteral(" ms")));
+        section.rows.push_back(note(QStringLiteral("Tested ") + Fmt::dateTime(last.date, zone) +
+                                    (last.interface ? QStringLiteral(" on ") + *last.interface : QString())));
+    }
+    for (size_t i = 1; i < tests.results.size(); ++i)
+        section.rows.push_back(value(Fmt::dateTime(tests.results[i].date, zone), rates(tests.results[i]),
+                                     quality(tests.results[i])));
+    return section;
+}
+
 PanelModel network(const PanelSnapshot& s, const Config& config)
 {
     const auto& n = s.network;
@@ -573,6 +625,7 @@ PanelModel network(const PanelSnapshot& s, const Config& config)
     }
     if (!interfaces.rows.empty())
         model.sections.push_back(interfaces);
+    model.sections.push_back(speedTestSection(s.speedTests, s.now, config));
 
     model.history = {{QStringLiteral("Network"), {HistoryMetric::download, HistoryMetric::upload},
                       GraphUnit::bytesPerSecond, false}};

@@ -48,6 +48,10 @@ PanelModel gpu(const PanelSnapshot& s, const Config& config);
 PanelModel memory(const PanelSnapshot& s, const Config& config);
 PanelModel disks(const PanelSnapshot& s, const Config& config);
 PanelModel network(const PanelSnapshot& s, const Config& config);
+
+// What the network panel's speed-test rows run.
+inline const QString runSpeedTest = QStringLiteral("speedTest.start");
+inline const QString cancelSpeedTest = QStringLiteral("speedTest.cancel");
 PanelModel sensors(const PanelSnapshot& s, const Config& config);
 PanelModel battery(const PanelSnapshot& s, const Config& config);
 PanelModel weather(const PanelSnapshot& s, const Config& config);

@@ -87,6 +87,11 @@ PanelHost::PanelHost(Hub& hub, AppSettings& settings, QObject* parent)
       }),
       m_hub(hub), m_settings(settings)
 {
+    // A running test redraws the network panel twice a second for its elapsed time.
+    connect(&hub.speedTest(), &SpeedTest::changed, this, [this] {
+        if (openPanel() == ModuleKind::network)
+            refresh();
+    });
 }
 
 PanelHost::~PanelHost() = default;
@@ -191,6 +196,12 @@ void PanelHost::ensureWindow()
     m_view->actions.close = [this] { close(); };
     m_view->actions.openSettings = [] { AppDelegate::openSettings(); };
     m_view->actions.quit = [] { QCoreApplication::quit(); };
+    m_view->actions.run = [this](const QString& command) {
+        if (command == PanelContent::runSpeedTest)
+            m_hub.speedTest().start();
+        else if (command == PanelContent::cancelSpeedTest)
+            m_hub.speedTest().cancel();
+    };
     m_window = std::move(window);
 }
 

@@ -8,8 +8,8 @@ namespace pulsebar {
 
 namespace {
 
-constexpr std::array<const char*, 11> rowKindNames{"value", "bar",  "trail",  "process", "link",    "tile",
-                                                   "note",  "choice", "copy", "columns", "forecast"};
+constexpr std::array<const char*, 12> rowKindNames{"value", "bar",  "trail",   "process", "link",    "tile",
+                                                   "note",  "choice", "copy", "columns", "command", "forecast"};
 
 void putText(QJsonObject& object, const char* key, const QString& text)
 {
@@ -45,6 +45,7 @@ QJsonObject PanelRow::toJson() const
         o.insert(QStringLiteral("opens"), enumName(*target));
     else if (tilePanel)
         o.insert(QStringLiteral("opens"), enumName(*tilePanel));
+    putText(o, "command", command);
     if (process) {
         o.insert(QStringLiteral("pid"), process->pid);
         QJsonArray actions;

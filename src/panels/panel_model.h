@@ -45,6 +45,7 @@ struct PanelRow {
         choice,  // label … value, with a menu of `choices` (the sensor shown in the tray)
         copy,    // label … value, copied to the clipboard on click (the public address)
         columns, // label … value, then one column per segment filled to its fraction (the cores)
+        command, // label … value drawn as a button; a click runs `command` (Run Speed Test, Cancel)
         forecast, // a day of a forecast on one line: label, symbol, detail in the middle, value at the right
     };
     enum class TrailStyle { line, stacked, mirrored };
@@ -66,6 +67,7 @@ struct PanelRow {
     bool canQuit = false;
     std::vector<std::pair<QString, QString>> choices; // key, label
     QString chosen;                                   // key of the current choice, empty for automatic
+    QString command;                                  // what a command row runs, by name
 
     QJsonObject toJson() const;
 };

@@ -40,6 +40,17 @@ inline PanelRow trail(const QString& caption, std::vector<PanelSeries> series,
     return row;
 }
 
+// A button beside its label; a click runs the command of that name.
+inline PanelRow command(const QString& label, const QString& button, const QString& name)
+{
+    PanelRow row;
+    row.kind = PanelRow::Kind::command;
+    row.label = label;
+    row.value = button;
+    row.command = name;
+    return row;
+}
+
 inline PanelRow note(const QString& text)
 {
     PanelRow row;

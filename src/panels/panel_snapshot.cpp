@@ -48,6 +48,8 @@ PanelSnapshot PanelSnapshot::from(const Hub& hub)
                  n.router,      n.dns,         n.wifi,                 n.vpnInterfaces,
                  n.publicIP,    n.pingMs,      trail(n.pingHistory),   n.internetReachable};
 
+    s.speedTests = {hub.speedTest().state(), hub.speedTest().results()};
+
     const SensorMonitor& sensors = hub.sensors;
     s.sensors.sensors = sensors.sensors;
     s.sensors.fans = sensors.fans;

@@ -10,6 +10,7 @@
 #include "monitors/network_monitor.h"
 #include "monitors/process_monitor.h"
 #include "monitors/sensor_monitor.h"
+#include "speedtest/speed_test.h"
 #include "sky/astronomy_monitor.h"
 #include "weather/weather_report.h"
 
@@ -105,6 +106,11 @@ struct PanelSnapshot {
         std::vector<double> pingTrail;
         std::optional<bool> internetReachable;
     } network;
+
+    struct SpeedTests {
+        SpeedTest::State state;
+        std::vector<SpeedTestResult> results; // newest first
+    } speedTests;
 
     struct Sensors {
         std::vector<Sensor> sensors;

@@ -162,6 +162,10 @@ void PanelView::activate(const PanelRow& row, QPoint at)
         QGuiApplication::clipboard()->setText(row.value);
         break;
     case PanelRow::Kind::process: showProcessMenu(row, at); break;
+    case PanelRow::Kind::command:
+        if (actions.run)
+            actions.run(row.command);
+        break;
     case PanelRow::Kind::choice: {
         QMenu menu(this);
         for (const auto& [key, label] : row.choices) {

@@ -30,6 +30,7 @@ public:
         std::function<void()> close;
         std::function<void()> openSettings;
         std::function<void()> quit;
+        std::function<void(const QString& command)> run; // a command row was clicked
     };
 
     PanelView(HistoryGraph::Loader loader, Preferences* preferences, QWidget* parent = nullptr);

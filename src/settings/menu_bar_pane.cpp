@@ -22,7 +22,7 @@ namespace pulsebar {
 
 namespace {
 
-constexpr qreal previewWidth = 170; // points; wide enough for the widest item (the combined one)
+constexpr qreal previewWidth = 210; // points; wide enough for the widest item (the combined one)
 constexpr qreal previewHeight = 26;
 constexpr qreal previewIconSize = 22;
 constexpr qreal previewPadding = 4;
@@ -54,7 +54,8 @@ QPixmap preview(const ModuleConfig& module, const HubSnapshot& readings, const C
     font.setPixelSize(13);
     p.setFont(font);
     const QFontMetricsF metrics(font);
-    const QString label = face.label.trimmed();
+    // The figure spaces that keep a label's width steady in a tray only spread it out here.
+    const QString label = QString(face.label).remove(TrayFaces::figureSpace).simplified();
     const qreal labelWidth = label.isEmpty() ? 0 : metrics.horizontalAdvance(label) + previewPadding;
     const qreal width = std::min(previewWidth, previewIconSize + labelWidth + 2 * previewPadding);
     QPainterPath panel;

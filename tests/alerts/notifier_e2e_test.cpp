@@ -9,6 +9,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
+#include <QFile>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
@@ -67,6 +68,7 @@ struct Received {
     QString icon;
     QString summary;
     QString body;
+    QStringList actions;
     QVariantMap hints;
 };
 
@@ -82,7 +84,7 @@ public:
         if (message.member() == "Notify" && message.signature() == "susssasa{sv}i") {
             const QVariantList a = message.arguments();
             received.push_back({a[0].toString(), a[2].toString(), a[3].toString(), a[4].toString(),
-                                qdbus_cast<QVariantMap>(a[6])});
+                                a[5].toStringList(), qdbus_cast<QVariantMap>(a[6])});
             return connection.send(message.createReply(QVariant::fromValue(uint(received.size()))));
         }
         if (message.member() == "GetCapabilities")
@@ -180,4 +182,42 @@ TEST(NotifierEndToEnd, WithoutANotificationServiceThePostBecomesALogLine)
     EXPECT_TRUE(text.contains("Notifications need a desktop notification service.\n")) << err.toStdString();
     const QRegularExpression line(QStringLiteral(R"(Pulsebar notification: CPU usage is above -1 % — Currently -?\d+(\.\d)? %\.\n)"));
     EXPECT_EQ(text.count(line), 1) << err.toStdString();
+}
+
+TEST(NotifierEndToEnd, TheFirstStartAsksOnceToStartAtLoginAndItsButtonWritesTheEntry)
+{
+    PrivateBus bus;
+    ASSERT_FALSE(bus.address.isEmpty()) << "dbus-daemon did not start";
+    QDBusConnection connection = bus.connect();
+    FakeNotificationService service;
+    ASSERT_TRUE(connection.registerVirtualObject("/org/freedesktop/Notifications", &service));
+    ASSERT_TRUE(connection.registerService("org.freedesktop.Notifications"));
+
+    QTemporaryDir home;
+    const QString preferences = home.path() + "/.config/pulsebar/preferences.json";
+    test::writeFile(preferences, R"({"PulsebarConfig.v1": {"pingHost": "127.0.0.1"}})");
+    QProcess app;
+    startApplication(app, home.path(), bus.address);
+    ASSERT_TRUE(app.waitForStarted(10000));
+    const auto question = [&]() -> const Received* {
+        for (const Received& n : service.received)
+            if (n.summary == "Start Pulsebar when you log in?")
+                return &n;
+        return nullptr;
+    };
+    ASSERT_TRUE(test::waitUntil([&] { return question() != nullptr; }, 20000)) << app.readAllStandardError().toStdString();
+    ASSERT_EQ(question()->actions.size(), 2);
+    EXPECT_EQ(question()->actions[1], "Start at Login");
+    const uint id = uint(question() - service.received.data()) + 1; // the service numbers them from 1
+
+    QDBusMessage chosen = QDBusMessage::createSignal("/org/freedesktop/Notifications", "org.freedesktop.Notifications",
+                                                     "ActionInvoked");
+    chosen << id << question()->actions[0];
+    const QString entry = home.path() + "/.config/autostart/org.pulsebar.Pulsebar.desktop";
+    // Clicked until it takes: the application may not have read the notification's id yet.
+    EXPECT_TRUE(test::waitUntil([&] { return connection.send(chosen) && QFile::exists(entry); }, 10000));
+    stopApplication(app);
+    EXPECT_TRUE(QString::fromUtf8(test::readFile(entry)).contains("\nExec=" + test::binaryPath() + "\n"));
+    // Asked once: the answer is remembered whatever it was.
+    EXPECT_TRUE(QString::fromUtf8(test::readFile(preferences)).contains(R"("startAtLogin.asked": true)"));
 }

@@ -1,3 +1,4 @@
+#include "core/fmt.h"
 #include "menubar/status_item_controller.h"
 #include "menubar/tray_face.h"
 #include "menubar/tray_icon_renderer.h"
@@ -147,6 +148,18 @@ TEST(TrayFace, TooltipsSayWhyAValueCanNeverCome)
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::sensors, r, {}), "No temperature sensors found on this computer");
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::gpu, r, {}), "No graphics processor found on this computer");
     EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::network, sample(), {}), "↑ 1.2 MB/s\n↓ 36.0 MB/s");
+
+    // Weather and sun in words, before and after there is something to say.
+    EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::weather, r, {}), "Waiting for the first weather report");
+    EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::astronomy, r, {}), "No sunrise or sunset ahead");
+    r.weather = HubSnapshot::Weather{"cloud.sun.fill", -3.6, "Partly Cloudy"};
+    r.nextSunEvent = HubSnapshot::SunEvent{true, 1773468000}; // 06:00 UTC
+    Config fahrenheit;
+    fahrenheit.temperatureUnit = TempUnit::fahrenheit;
+    EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::weather, r, fahrenheit), "Partly Cloudy, 26°");
+    EXPECT_EQ(MenuBarContent::toolTip(ModuleKind::astronomy, r, {}),
+              "Sunrise at " + Fmt::time(QDateTime::fromSecsSinceEpoch(1773468000, QTimeZone::utc()),
+                                        QTimeZone::systemTimeZone()));
 }
 
 // Square icons: every size the tray may pick, big-endian ARGB, and drawn light on a dark panel.

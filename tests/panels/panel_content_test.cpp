@@ -182,3 +182,44 @@ TEST(PanelContent, EveryRegisteredPanelBuildsAndWritesItsTexts)
     }
     EXPECT_FALSE(PanelContent::hasPanel(ModuleKind::time));
 }
+
+TEST(PanelContent, SpeedTestOffersARunOrACancelAndListsResultsNewestFirst)
+{
+    PanelSnapshot s = machine();
+    s.now = 1'800'000'000;
+    Config config;
+    const auto section = [&] {
+        for (const PanelSection& section : PanelContent::network(s, config).sections)
+            if (section.title == "Speed Test")
+                return section;
+        return PanelSection{};
+    };
+
+    ASSERT_EQ(section().rows.size(), 1u); // nothing saved yet: only the button
+    EXPECT_EQ(section().rows[0].kind, PanelRow::Kind::command);
+    EXPECT_EQ(section().rows[0].value, "Run Speed Test");
+    EXPECT_EQ(section().rows[0].command, PanelContent::runSpeedTest);
+
+    s.speedTests.state = {SpeedTest::State::Kind::running, QDateTime::fromMSecsSinceEpoch(qint64((s.now - 12.6) * 1000)), {}};
+    EXPECT_EQ(section().rows[0].label, "Testing… 12 s");
+    EXPECT_EQ(section().rows[0].command, PanelContent::cancelSpeedTest);
+
+    s.speedTests.state = {SpeedTest::State::Kind::failed, {}, "The test returned no result."};
+    const QDateTime date = QDateTime::fromSecsSinceEpoch(s.now - 60);
+    const double mib = 1 << 20;
+    s.speedTests.results = {{date, 12.5 * mib, mib, 1250, 14.2, "eth0", std::nullopt},
+                            {date.addDays(-1), 2 * mib, 512000, std::nullopt, std::nullopt, std::nullopt, std::nullopt}};
+    QStringList rows;
+    for (const PanelRow& row : section().rows)
+        rows << row.label + "=" + row.value + "|" + row.detail;
+    ASSERT_EQ(rows.size(), 8);
+    EXPECT_EQ(rows[0], "Internet speed=Run Speed Test|");
+    EXPECT_EQ(rows[1], "=The test returned no result.|");
+    EXPECT_EQ(rows.mid(2, 4), (QStringList{"Download=12.5 MB/s|", "Upload=1.0 MB/s|", "Responsiveness=1250 RPM|High",
+                                           "Base RTT=14 ms|"}));
+    EXPECT_TRUE(rows[6].contains(" on eth0")) << rows[6].toStdString();
+    EXPECT_EQ(rows[7].section('=', 1), "↓ 2.0 MB/s   ↑ 500 KB/s|"); // an older test: no responsiveness, no RTT
+
+    config.bandwidthBits = true;
+    EXPECT_EQ(section().rows[2].value, "105 Mb/s");
+}

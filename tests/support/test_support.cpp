@@ -58,8 +58,9 @@ void writeConfig(const QString& home, QJsonObject config)
 {
     if (!config.contains("pingHost"))
         config["pingHost"] = "127.0.0.1";
+    // A returning user: the first start's question about starting at login was asked long ago.
     writeFile(home + "/.config/pulsebar/preferences.json",
-              QJsonDocument(QJsonObject{{"PulsebarConfig.v1", config}}).toJson());
+              QJsonDocument(QJsonObject{{"PulsebarConfig.v1", config}, {"startAtLogin.asked", true}}).toJson());
 }
 
 IsolatedSettings::IsolatedSettings() : preferences(dir.path() + "/preferences.json"), settings(preferences)

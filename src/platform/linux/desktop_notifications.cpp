@@ -5,9 +5,15 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QObject>
 #include <QStandardPaths>
 #include <QStringList>
 #include <QVariantMap>
+
+#include <functional>
+#include <map>
 
 namespace pulsebar::DesktopNotifications {
 
@@ -31,6 +37,50 @@ QString iconName()
     return name;
 }
 
+// The key the service reports back when the notification's one button is chosen.
+const QString buttonKey = QStringLiteral("pulsebar-action");
+
+// Keeps the function of every notification on screen that has a button, by the id the service gave
+// it, and runs it when the service says the button was chosen.
+class ButtonListener : public QObject {
+    Q_OBJECT
+public:
+    // Never destroyed: it may outlive the application object and the bus connection it listens on.
+    static ButtonListener& shared()
+    {
+        static auto* listener = new ButtonListener;
+        return *listener;
+    }
+
+    void add(uint id, std::function<void()> chosen) { m_waiting[id] = std::move(chosen); }
+
+public Q_SLOTS:
+    void actionInvoked(uint id, const QString& key)
+    {
+        const auto found = m_waiting.find(id);
+        if (found == m_waiting.end() || key != buttonKey)
+            return;
+        const std::function<void()> chosen = std::move(found->second);
+        m_waiting.erase(found);
+        if (chosen)
+            chosen();
+    }
+    void closed(uint id, uint) { m_waiting.erase(id); }
+
+private:
+    // Listening starts before the first notification with a button is sent, so no answer to it is missed.
+    ButtonListener()
+    {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.connect(QString(), notificationsPath, notificationsInterface, QStringLiteral("ActionInvoked"), this,
+                    SLOT(actionInvoked(uint, QString)));
+        bus.connect(QString(), notificationsPath, notificationsInterface, QStringLiteral("NotificationClosed"), this,
+                    SLOT(closed(uint, uint)));
+    }
+
+    std::map<uint, std::function<void()>> m_waiting;
+};
+
 } // namespace
 
 bool isServiceAvailable()
@@ -48,7 +98,7 @@ bool isServiceAvailable()
     return activatable.isValid() && activatable.value().contains(serviceName);
 }
 
-void show(const QString& title, const QString& body)
+void show(const QString& title, const QString& body, const Button& button)
 {
     QDBusMessage call =
         QDBusMessage::createMethodCall(serviceName, notificationsPath, notificationsInterface, QStringLiteral("Notify"));
@@ -56,10 +106,26 @@ void show(const QString& title, const QString& body)
                             {QStringLiteral("desktop-entry"), applicationId}};
     // replaces_id 0 asks the service for a fresh identifier; expire_timeout -1 leaves the time on
     // screen to the desktop.
-    call << QStringLiteral("Pulsebar") << quint32(0) << iconName() << title << body << QStringList() << hints
+    const QStringList actions = button.title.isEmpty() ? QStringList() : QStringList{buttonKey, button.title};
+    call << QStringLiteral("Pulsebar") << quint32(0) << iconName() << title << body << actions << hints
          << qint32(-1);
     // Posting never blocks a tick and never reports an error to the user.
-    QDBusConnection::sessionBus().asyncCall(call);
+    const bool hasButton = !actions.isEmpty() && button.chosen;
+    if (hasButton)
+        ButtonListener::shared();
+    const QDBusPendingCall pending = QDBusConnection::sessionBus().asyncCall(call);
+    if (!hasButton)
+        return;
+    // The button's function waits for the id the service gives the notification.
+    auto* watcher = new QDBusPendingCallWatcher(pending);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [chosen = button.chosen](QDBusPendingCallWatcher* w) {
+        const QDBusPendingReply<uint> reply = *w;
+        if (reply.isValid())
+            ButtonListener::shared().add(reply.value(), chosen);
+        w->deleteLater();
+    });
 }
 
 } // namespace pulsebar::DesktopNotifications
+
+#include "desktop_notifications.moc"
