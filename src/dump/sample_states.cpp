@@ -38,7 +38,7 @@ std::vector<ConnectedDevice> devices()
     ConnectedDevice tablet;
     tablet.id = QStringLiteral("00008103-000D39A21E38001E");
     tablet.connection = Connection::wifi;
-    return {phone, tablet};
+    return {tablet, phone}; // sorted by name, as the monitor publishes them
 }
 
 HubSnapshot idle()
