@@ -5,6 +5,7 @@
 #include "core/unix_signals.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/status_item_controller.h"
+#include "metrics/metrics_exporter.h"
 #include "settings/settings_window.h"
 #include "platform/linux/autostart.h"
 #include "platform/linux/single_instance.h"
@@ -87,6 +88,7 @@ void AppDelegate::applicationDidFinishLaunching()
     });
     m_hub->start();
     m_statusItems->rebuild();
+    startMetrics();
 
     HotKeyCenter& hotKeys = HotKeyCenter::shared();
     hotKeys.onTrigger = [self](const HotKeyAction& action) {
@@ -96,6 +98,22 @@ void AppDelegate::applicationDidFinishLaunching()
     hotKeys.setHotKeys(m_settings.config().hotKeys);
     if (!hotKeys.suspended)
         hotKeys.registerAll();
+}
+
+void AppDelegate::startMetrics()
+{
+    m_metrics = std::make_unique<MetricsExporter>(*m_hub, m_settings.preferences());
+    // Settings shows why the exporter is not serving; without the window open, standard error does.
+    QPointer<MetricsExporter> metrics(m_metrics.get());
+    connect(m_metrics.get(), &MetricsExporter::stateChanged, this, [metrics, reported = QString()]() mutable {
+        if (!metrics)
+            return;
+        const QString problem = metrics->serverError().isEmpty() ? metrics->textfileError() : metrics->serverError();
+        if (!problem.isEmpty() && problem != reported)
+            std::fprintf(stderr, "pulsebar: %s\n", qPrintable(problem));
+        reported = problem;
+    });
+    m_metrics->reload();
 }
 
 void AppDelegate::applicationWillTerminate()
@@ -185,6 +203,14 @@ void AppDelegate::showSettings()
         context.trayLookChanged = [self] {
             if (self && self->m_statusItems)
                 self->m_statusItems->applyTrayPreferences();
+        };
+        context.searchPlaces = [self](const QString& query,
+                                      std::function<void(Parsed<std::vector<WeatherLocation>>)> done) {
+            if (self)
+                self->m_hub->weather.search(query, std::move(done));
+        };
+        context.automaticPlace = [self] {
+            return self ? self->m_hub->weather.autoLocation() : std::optional<WeatherLocation>{};
         };
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }

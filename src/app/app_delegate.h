@@ -10,6 +10,8 @@
 
 namespace pulsebar {
 
+class MetricsExporter;
+
 // The tray application: owns the hub and everything shown on screen, and tears them down in order.
 class SettingsWindow;
 class StatusItemController;
@@ -29,6 +31,8 @@ public:
 
     Hub& hub() { return *m_hub; }
     StatusItemController* statusItems() { return m_statusItems.get(); }
+    // The Prometheus exporter; it serves only while the preferences turn it on.
+    MetricsExporter* metrics() { return m_metrics.get(); }
     // Created on the first openSettings() and kept; null before.
     SettingsWindow* settingsWindow() { return m_settingsWindow.get(); }
 
@@ -43,6 +47,7 @@ private:
     void configurationChanged(const Config& oldConfig, const Config& newConfig);
     void hotKeyTriggered(const HotKeyAction& action);
     void keepAwakeChanged();
+    void startMetrics();
     void showSettings();
     void askOnceToStartAtLogin();
 
@@ -51,6 +56,7 @@ private:
     AppSettings& m_settings;
     std::unique_ptr<Hub> m_hub;
     std::unique_ptr<StatusItemController> m_statusItems;
+    std::unique_ptr<MetricsExporter> m_metrics;
     std::unique_ptr<SettingsWindow> m_settingsWindow; // reads the hub and the items: goes first
     bool m_keepAwakeWasActive = false;
 };

@@ -85,18 +85,8 @@ public:
                                "icons on trays that show no text beside them."));
 
         QFormLayout* units = addSection(QStringLiteral("Units"));
-        m_temperature = choice(QStringLiteral("temperatureUnit"), QStringLiteral("Temperature unit"),
-                               {QStringLiteral("Celsius (°C)"), QStringLiteral("Fahrenheit (°F)"),
-                                QStringLiteral("Kelvin (K)")});
-        connect(m_temperature, &QComboBox::currentIndexChanged, this,
-                [this](int index) { edit([&](Config& c) { c.temperatureUnit = TempUnit(index); }); });
-        units->addRow(QStringLiteral("Temperature:"), m_temperature);
-
-        m_wind = choice(QStringLiteral("windUnit"), QStringLiteral("Wind speed unit"),
-                        {QStringLiteral("km/h"), QStringLiteral("mph"), QStringLiteral("m/s"), QStringLiteral("knots")});
-        connect(m_wind, &QComboBox::currentIndexChanged, this,
-                [this](int index) { edit([&](Config& c) { c.windUnit = WindUnit(index); }); });
-        units->addRow(QStringLiteral("Wind speed:"), m_wind);
+        units->addRow(QStringLiteral("Temperature:"), m_temperature = temperatureUnitChoice());
+        units->addRow(QStringLiteral("Wind speed:"), m_wind = windUnitChoice());
 
         m_bandwidth = choice(QStringLiteral("bandwidthBits"), QStringLiteral("Network speed unit"),
                              {QStringLiteral("Bytes (KB/s, MB/s)"), QStringLiteral("Bits (Kb/s, Mb/s)")});

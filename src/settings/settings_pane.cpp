@@ -63,6 +63,24 @@ QComboBox* SettingsPane::choice(const QString& objectName, const QString& access
     return box;
 }
 
+QComboBox* SettingsPane::temperatureUnitChoice()
+{
+    QComboBox* box = choice(QStringLiteral("temperatureUnit"), QStringLiteral("Temperature unit"),
+                            {QStringLiteral("Celsius (°C)"), QStringLiteral("Fahrenheit (°F)"), QStringLiteral("Kelvin (K)")});
+    connect(box, &QComboBox::currentIndexChanged, this,
+            [this](int index) { edit([&](Config& c) { c.temperatureUnit = TempUnit(index); }); });
+    return box;
+}
+
+QComboBox* SettingsPane::windUnitChoice()
+{
+    QComboBox* box = choice(QStringLiteral("windUnit"), QStringLiteral("Wind speed unit"),
+                            {QStringLiteral("km/h"), QStringLiteral("mph"), QStringLiteral("m/s"), QStringLiteral("knots")});
+    connect(box, &QComboBox::currentIndexChanged, this,
+            [this](int index) { edit([&](Config& c) { c.windUnit = WindUnit(index); }); });
+    return box;
+}
+
 void SettingsPane::setQuietly(QComboBox* box, int index)
 {
     const QSignalBlocker block(box);

@@ -3,6 +3,7 @@
 #include "core/app_settings.h"
 #include "monitors/sensor_monitor.h"
 #include "menubar/menu_bar_content.h"
+#include "weather/weather_report.h"
 
 #include <QWidget>
 
@@ -34,6 +35,11 @@ struct SettingsContext {
     std::function<HubSnapshot()> readings;        // what the menu-bar previews show
     std::function<HistoryStore*()> history;           // the open history store, if any
     std::function<void()> trayLookChanged;            // the tray redraws: new palette or tray preferences
+    // The place search behind "Change Location…" (answers on the main thread), and the place found
+    // from this computer's address while none is configured.
+    std::function<void(const QString& query, std::function<void(Parsed<std::vector<WeatherLocation>>)> done)>
+        searchPlaces;
+    std::function<std::optional<WeatherLocation>()> automaticPlace;
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new
@@ -61,6 +67,9 @@ protected:
 
     // A combo box of fixed choices, an entry per title, named for tests and screen readers.
     QComboBox* choice(const QString& objectName, const QString& accessibleName, const QStringList& titles);
+    // The temperature and wind-speed units, editing the record as they change (General and Weather).
+    QComboBox* temperatureUnitChoice();
+    QComboBox* windUnitChoice();
 
     // Setters that do not report back as edits (load() must not assign the record it is reading).
     static void setQuietly(QComboBox* box, int index);

@@ -12,6 +12,7 @@ const std::vector<SettingsPaneEntry>& settingsPanes()
         {QStringLiteral("network"), QStringLiteral("Network"), makeNetworkPane},
         {QStringLiteral("disks"), QStringLiteral("Disks"), makeDisksPane},
         {QStringLiteral("devices"), QStringLiteral("Devices"), makeDevicesPane},
+        {QStringLiteral("weather"), QStringLiteral("Weather"), makeWeatherPane},
         {QStringLiteral("notifications"), QStringLiteral("Notifications"), makeNotificationsPane},
         {QStringLiteral("hotkeys"), QStringLiteral("Hot keys"), makeHotKeysPane},
         {QStringLiteral("agents"), QStringLiteral("Agents"), makeAgentsPane},

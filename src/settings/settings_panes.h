@@ -27,6 +27,7 @@ SettingsPane* makeSensorsPane(SettingsContext& context);
 SettingsPane* makeNetworkPane(SettingsContext& context);
 SettingsPane* makeDisksPane(SettingsContext& context);
 SettingsPane* makeDevicesPane(SettingsContext& context);
+SettingsPane* makeWeatherPane(SettingsContext& context);
 SettingsPane* makeNotificationsPane(SettingsContext& context);
 SettingsPane* makeHotKeysPane(SettingsContext& context);
 SettingsPane* makeAgentsPane(SettingsContext& context);

@@ -11,6 +11,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QDateTime>
+#include <QDialog>
 #include <QDir>
 #include <QDoubleSpinBox>
 #include <QFileInfo>
@@ -426,4 +427,80 @@ TEST_F(SettingsFixture, HistoryPaneClearsOnlyAfterConfirmation)
     confirmation()->findChild<QPushButton*>("confirm")->click();
     ASSERT_TRUE(waitUntil([&] { return widget<QPushButton>("history", "clearHistory")->isEnabled(); }));
     EXPECT_EQ(rows(), 0u);
+}
+
+TEST_F(SettingsFixture, WeatherPaneSearchesPlacesAndSetsOrClearsTheLocation)
+{
+    // The place search answers by hand, so a late answer to an older text can be played after a newer one.
+    QStringList asked;
+    std::vector<std::function<void(Parsed<std::vector<WeatherLocation>>)>> pending;
+    std::optional<WeatherLocation> found = WeatherLocation{"Potsdam", 52.4, 13.07};
+    const auto openWith = [&] {
+        SettingsContext context{isolated.settings, notifier, &center};
+        context.searchPlaces = [&](const QString& query, std::function<void(Parsed<std::vector<WeatherLocation>>)> done) {
+            asked << query;
+            pending.push_back(std::move(done));
+        };
+        context.automaticPlace = [&] { return found; };
+        window = std::make_unique<SettingsWindow>(std::move(context));
+        window->present();
+        window->showPane("weather");
+    };
+    openWith();
+    EXPECT_EQ(widget<QLabel>("weather", "weatherPlace")->text(), "Automatic: Potsdam");
+    EXPECT_FALSE(widget<QPushButton>("weather", "automaticLocation")->isEnabled());
+
+    widget<QPushButton>("weather", "changeLocation")->click();
+    auto* dialog = window->pane("weather")->findChild<QDialog*>("locationSearch");
+    ASSERT_TRUE(dialog);
+    auto* query = dialog->findChild<QLineEdit*>("placeQuery");
+    auto* results = dialog->findChild<QListWidget*>("placeResults");
+    auto* status = dialog->findChild<QLabel*>("placeSearchStatus");
+    QTest::keyClicks(query, "Lyo");
+    QTest::keyClick(query, Qt::Key_Return);
+    QTest::keyClicks(query, "n");
+    QTest::keyClick(query, Qt::Key_Return);
+    EXPECT_EQ(asked, (QStringList{"Lyo", "Lyon"}));
+    EXPECT_EQ(status->text(), "Searching…");
+
+    // The answer to "Lyon" comes first; the late one for "Lyo" is dropped.
+    pending[1]({std::vector<WeatherLocation>{{"Lyon, Auvergne-Rhône-Alpes, France", 45.75, 4.85},
+                                              {"Lyon, Mississippi, United States", 34.22, -90.54}},
+                {}});
+    pending[0]({std::vector<WeatherLocation>{{"Lyons, Colorado, United States", 40.22, -105.27}}, {}});
+    ASSERT_EQ(results->count(), 2);
+    EXPECT_EQ(results->item(1)->text(), "Lyon, Mississippi, United States");
+    EXPECT_TRUE(status->text().isEmpty());
+
+    results->setCurrentRow(0);
+    dialog->findChild<QPushButton*>("usePlace")->click();
+    ASSERT_TRUE(current().weatherLocation);
+    EXPECT_EQ(*current().weatherLocation, (WeatherLocation{"Lyon, Auvergne-Rhône-Alpes, France", 45.75, 4.85}));
+    EXPECT_EQ(widget<QLabel>("weather", "weatherPlace")->text(), "Lyon, Auvergne-Rhône-Alpes, France");
+
+    // A failed search says why and lists nothing; nothing found says so.
+    widget<QPushButton>("weather", "changeLocation")->click();
+    dialog = window->pane("weather")->findChildren<QDialog*>("locationSearch").last();
+    QTest::keyClicks(dialog->findChild<QLineEdit*>("placeQuery"), "Paris");
+    QTest::keyClick(dialog->findChild<QLineEdit*>("placeQuery"), Qt::Key_Return);
+    pending.back()(Parsed<std::vector<WeatherLocation>>::failure("The place search did not answer within 10 seconds."));
+    EXPECT_EQ(dialog->findChild<QListWidget*>("placeResults")->count(), 0);
+    EXPECT_EQ(dialog->findChild<QLabel*>("placeSearchStatus")->text(),
+              "The place search did not answer within 10 seconds.");
+    EXPECT_FALSE(dialog->findChild<QPushButton*>("usePlace")->isEnabled());
+    QTest::keyClick(dialog->findChild<QLineEdit*>("placeQuery"), Qt::Key_Return);
+    pending.back()({std::vector<WeatherLocation>{}, {}});
+    EXPECT_EQ(dialog->findChild<QLabel*>("placeSearchStatus")->text(), "No places found.");
+    dialog->reject();
+
+    widget<QPushButton>("weather", "automaticLocation")->click();
+    EXPECT_FALSE(current().weatherLocation);
+    found.reset();
+    window->pane("weather")->load(current());
+    EXPECT_EQ(widget<QLabel>("weather", "weatherPlace")->text(), "Automatic (not found yet)");
+
+    widget<QComboBox>("weather", "temperatureUnit")->setCurrentIndex(2);
+    widget<QComboBox>("weather", "windUnit")->setCurrentIndex(1);
+    EXPECT_EQ(current().temperatureUnit, TempUnit::kelvin);
+    EXPECT_EQ(current().windUnit, WindUnit::mph);
 }

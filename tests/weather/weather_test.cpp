@@ -1,4 +1,6 @@
 #include "hub/hub.h"
+#include "hub/hub_snapshot.h"
+#include "panels/panel_snapshot.h"
 #include "weather/weather_code.h"
 #include "weather/weather_report.h"
 #include "weather/weather_service.h"
@@ -420,4 +422,15 @@ TEST(WeatherService, HubTickTouchesWeatherOnlyForItsModules)
     EXPECT_EQ(server.count("/v1/forecast"), 1);
     ASSERT_TRUE(hub.astronomy.snapshot());
     EXPECT_EQ(hub.astronomy.snapshot()->location, berlin);
+
+    // What the panels and the tray read is what the service and the monitor hold.
+    const PanelSnapshot panels = PanelSnapshot::from(hub);
+    ASSERT_TRUE(panels.weather.report);
+    EXPECT_EQ(panels.weather.report->location, berlin);
+    EXPECT_TRUE(panels.weather.hasLocation);
+    ASSERT_TRUE(panels.sky);
+    EXPECT_EQ(panels.sky->location, berlin);
+    const HubSnapshot tray = HubSnapshot::of(hub);
+    ASSERT_TRUE(tray.weather);
+    EXPECT_EQ(tray.weather->description, hub.weather.report()->current.description());
 }
