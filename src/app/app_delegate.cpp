@@ -212,6 +212,7 @@ void AppDelegate::showSettings()
         context.automaticPlace = [self] {
             return self ? self->m_hub->weather.autoLocation() : std::optional<WeatherLocation>{};
         };
+        context.metrics = m_metrics.get();
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }
     m_settingsWindow->present();

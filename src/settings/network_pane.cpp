@@ -44,14 +44,7 @@ public:
         connect(m_host, &QLineEdit::textEdited, this, [this] { showError(); });
         connect(m_host, &QLineEdit::editingFinished, this, [this] { commit(); });
         form->addRow(QStringLiteral("Ping host:"), m_host);
-        m_error = new QLabel(this);
-        m_error->setObjectName(QStringLiteral("pingHostError"));
-        m_error->setWordWrap(true);
-        QPalette red = m_error->palette();
-        red.setColor(QPalette::WindowText, QColor(0xd7, 0x3a, 0x2f));
-        m_error->setPalette(red);
-        m_error->hide();
-        form->addRow(QString(), m_error);
+        m_error = addErrorLine(form, QStringLiteral("pingHostError"));
         addNote(QStringLiteral("Pulsebar pings this host every few samples to measure latency and to tell whether "
                                "the internet is reachable. Press Enter to use a new host."));
         finish();
@@ -66,9 +59,7 @@ public:
 private:
     void showError()
     {
-        const QString error = pingHostError(m_host->text());
-        m_error->setText(error);
-        m_error->setVisible(!error.isEmpty());
+        showErrorLine(m_error, pingHostError(m_host->text()));
     }
 
     void commit()

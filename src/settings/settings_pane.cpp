@@ -51,6 +51,25 @@ QLabel* SettingsPane::addNote(const QString& text, QLayout* into)
     return note;
 }
 
+QLabel* SettingsPane::addErrorLine(QFormLayout* form, const QString& objectName)
+{
+    auto* line = new QLabel(this);
+    line->setObjectName(objectName);
+    line->setWordWrap(true);
+    QPalette red = line->palette();
+    red.setColor(QPalette::WindowText, QColor(0xd7, 0x3a, 0x2f));
+    line->setPalette(red);
+    line->hide();
+    form->addRow(QString(), line);
+    return line;
+}
+
+void SettingsPane::showErrorLine(QLabel* line, const QString& error)
+{
+    line->setText(error);
+    line->setVisible(!error.isEmpty());
+}
+
 void SettingsPane::finish()
 {
     m_column->addStretch(1);

@@ -22,6 +22,7 @@ namespace pulsebar {
 
 class HistoryStore;
 class HotKeyCenter;
+class MetricsExporter;
 class Notifier;
 
 // What the panes read and change besides the configuration. The live sources are functions so the
@@ -40,6 +41,7 @@ struct SettingsContext {
     std::function<void(const QString& query, std::function<void(Parsed<std::vector<WeatherLocation>>)> done)>
         searchPlaces;
     std::function<std::optional<WeatherLocation>()> automaticPlace;
+    MetricsExporter* metrics = nullptr;               // the running exporter, told of its preferences' changes
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new
@@ -63,6 +65,9 @@ protected:
     QVBoxLayout* column() const { return m_column; }
     QFormLayout* addSection(const QString& heading);
     QLabel* addNote(const QString& text, QLayout* into = nullptr);
+    // A red, wrapping line under a field for what is wrong with it; hidden until it has a text.
+    QLabel* addErrorLine(QFormLayout* form, const QString& objectName);
+    static void showErrorLine(QLabel* line, const QString& error);
     void finish();
 
     // A combo box of fixed choices, an entry per title, named for tests and screen readers.

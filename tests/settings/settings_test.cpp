@@ -2,6 +2,8 @@
 #include "history/history_store.h"
 #include "menubar/hot_key_center.h"
 #include "menubar/tray_preferences.h"
+#include "hub/hub.h"
+#include "metrics/metrics_exporter.h"
 #include "settings/settings_panes.h"
 #include "settings/settings_window.h"
 #include "../support/recording_notifier.h"
@@ -24,6 +26,7 @@
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
+#include <QTcpServer>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -153,6 +156,46 @@ TEST_F(SettingsFixture, GeneralPaneEditsIntervalUnitsAppearanceAndStartAtLogin)
     writeFile(entry, "[Desktop Entry]\nType=Application\nExec=pulsebar\nX-GNOME-Autostart-enabled=false\n");
     window->pane("general")->load(current());
     EXPECT_FALSE(login->isChecked());
+}
+
+TEST_F(SettingsFixture, GeneralPaneSharesMetricsAndSaysWhereOrWhyNot)
+{
+    Hub hub(isolated.settings, fixtureReaders(fixture("monitors/sys-basic-1")));
+    MetricsExporter exporter(hub, isolated.preferences);
+    SettingsContext context{isolated.settings, notifier, &center};
+    context.metrics = &exporter;
+    window = std::make_unique<SettingsWindow>(std::move(context));
+    window->present();
+    auto* status = widget<QLabel>("general", "metricsStatus");
+    auto* error = widget<QLabel>("general", "metricsError");
+    auto* token = widget<QLineEdit>("general", "metricsToken");
+    EXPECT_EQ(status->text(), "Not shared.");
+    EXPECT_EQ(token->text(), MetricsPreferences::load(isolated.preferences).token); // made on first showing
+    EXPECT_EQ(token->text().size(), 64);
+
+    QTcpServer occupied;
+    ASSERT_TRUE(occupied.listen(QHostAddress::LocalHost, 0));
+    widget<QSpinBox>("general", "metricsPort")->setValue(occupied.serverPort());
+    widget<QCheckBox>("general", "metricsEnabled")->click();
+    EXPECT_FALSE(exporter.isServing());
+    EXPECT_FALSE(error->isHidden());
+    EXPECT_TRUE(error->text().startsWith(QStringLiteral("Cannot listen on 127.0.0.1 port %1:").arg(occupied.serverPort())));
+
+    occupied.close(); // now free
+    widget<QSpinBox>("general", "metricsPort")->setValue(occupied.serverPort() - 1); // a value change...
+    widget<QSpinBox>("general", "metricsPort")->setValue(occupied.serverPort());     // ...back to the freed port
+    ASSERT_TRUE(exporter.isServing()) << error->text().toStdString();
+    EXPECT_TRUE(error->isHidden());
+    EXPECT_EQ(status->text(), QStringLiteral("Serving http://127.0.0.1:%1/metrics").arg(exporter.servingPort()));
+
+    const QString old = token->text();
+    widget<QPushButton>("general", "metricsRenewToken")->click();
+    EXPECT_NE(token->text(), old);
+    EXPECT_EQ(token->text(), exporter.current().token);
+
+    widget<QCheckBox>("general", "metricsEnabled")->click();
+    EXPECT_FALSE(exporter.isServing());
+    EXPECT_EQ(status->text(), "Not shared.");
 }
 
 TEST_F(SettingsFixture, MenuBarPaneSwitchesReordersAndStylesItemsWithPreviews)
