@@ -144,10 +144,15 @@ QString html(const std::vector<SampleState>& states, const QStringList& symbols,
         out += QStringLiteral("</table>\n");
         out += TrayDump::html(state);
         out += QStringLiteral("<h3>%1 panels</h3>\n<p>").arg(state.name);
+        QStringList panels;
         for (const PanelContent::Entry& panel : PanelContent::registry())
+            panels << enumName(panel.kind);
+        for (const PanelContent::TilePanel& panel : PanelContent::tilePanels())
+            panels << enumName(panel.item);
+        for (const QString& panel : panels)
             out += QStringLiteral("<img src=\"%1/panel-%2.png\" alt=\"%2 panel\" title=\"%1/panel-%2.png\" "
                                   "style=\"width:340px;vertical-align:top;margin:0 8px 8px 0\"> ")
-                       .arg(state.name, enumName(panel.kind));
+                       .arg(state.name, panel);
         out += QStringLiteral("</p>\n<p>Texts: <a href=\"%1/panels.json\">%1/panels.json</a></p>\n").arg(state.name);
     }
     out += QStringLiteral("<h2>symbols</h2>\n<p>Rows: tinted and palette on light, tinted and multicolour on "

@@ -25,13 +25,17 @@ QImage render(ModuleKind kind, const PanelSnapshot& snapshot, const Config& conf
               const HistoryGraph::Loader& loader, double devicePixelRatio)
 {
     const std::optional<PanelModel> model = PanelContent::build(kind, snapshot, config);
-    if (!model)
-        return {};
+    return model ? render(*model, snapshot, config, dark, loader, devicePixelRatio) : QImage();
+}
+
+QImage render(const PanelModel& model, const PanelSnapshot& snapshot, const Config& config, bool dark,
+              const HistoryGraph::Loader& loader, double devicePixelRatio)
+{
     applyAppearance(dark ? AppearanceMode::dark : AppearanceMode::light);
     PanelView view(loader, nullptr);
     view.graph()->setTimeZone(QTimeZone::utc());
     view.setAttribute(Qt::WA_DontShowOnScreen);
-    view.setContent(*model, snapshot, config);
+    view.setContent(model, snapshot, config);
     view.show();
     view.adjustSize();
     QImage image((view.size() * devicePixelRatio), QImage::Format_ARGB32_Premultiplied);
@@ -57,6 +61,13 @@ std::vector<ModuleKind> write(const QDir& stateFolder, const PanelSnapshot& snap
         texts.insert(enumName(entry.kind), entry.build(snapshot, config).toJson());
         drawn.push_back(entry.kind);
     }
+    for (const PanelContent::TilePanel& panel : PanelContent::tilePanels()) {
+        const PanelModel model = panel.build(snapshot, config);
+        const QString path = stateFolder.filePath(QStringLiteral("panel-%1.png").arg(enumName(panel.item)));
+        if (!render(model, snapshot, config, dark, loader, devicePixelRatio).save(path, "PNG", 80))
+            throw std::runtime_error("Cannot write " + path.toStdString() + ".");
+        texts.insert(enumName(panel.item), model.toJson());
+    }
     const QString path = stateFolder.filePath(QStringLiteral("panels.json"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
@@ -71,6 +82,7 @@ Live live()
     AppSettings settings(Preferences::standard());
     auto hub = std::make_shared<Hub>(settings, systemReaders());
     hub->sensors.discoverNow();
+    hub->devices.startWatching(); // the phones and tablets attached now, read while the ticks run
     for (int tick = 0; tick < 3; ++tick) {
         if (tick > 0) {
             QElapsedTimer waited;
@@ -82,6 +94,7 @@ Live live()
         }
         hub->tick();
     }
+    hub->devices.waitForReads();
     Live out;
     out.state = {QStringLiteral("live"), HubSnapshot::of(*hub), false,
                  QApplication::palette().color(QPalette::Window).lightness() < 128};

@@ -12,12 +12,14 @@
 
 namespace pulsebar {
 
-// The panels part of the dump: every panel of a state drawn as STATE/panel-MODULE.png, and the texts
-// each panel shows in STATE/panels.json.
+// The panels part of the dump: every panel of a state drawn as STATE/panel-MODULE.png (a tile's own
+// panel as STATE/panel-ITEM.png), and the texts each panel shows in STATE/panels.json.
 namespace PanelDump {
 
 // One panel as it looks on screen, drawn off screen in the light or dark appearance.
 QImage render(ModuleKind kind, const PanelSnapshot& snapshot, const Config& config, bool dark,
+              const HistoryGraph::Loader& loader, double devicePixelRatio);
+QImage render(const PanelModel& model, const PanelSnapshot& snapshot, const Config& config, bool dark,
               const HistoryGraph::Loader& loader, double devicePixelRatio);
 
 // Writes the images and panels.json into `stateFolder`; returns the modules drawn, in order. Throws

@@ -199,6 +199,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
         b.trail = wave(r.batteryPercent, 2, 60);
     }
 
+    s.devices = r.connectedDevices;
     // Two saved speed tests; the busy machine is running a third, the offline one failed.
     const QDateTime tested = QDateTime::fromSecsSinceEpoch(qint64(r.time), QTimeZone::utc());
     s.speedTests.results = {

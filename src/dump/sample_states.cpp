@@ -18,6 +18,29 @@ std::vector<double> trail(double level, double swing, int count = 120)
     return out;
 }
 
+// Two devices: a trusted iPhone charging over USB, and an iPad on Wi-Fi that does not trust this computer.
+std::vector<ConnectedDevice> devices()
+{
+    ConnectedDevice phone;
+    phone.id = QStringLiteral("00008120-001A2C3E0E91801E");
+    phone.trusted = true;
+    phone.name = QStringLiteral("Mira's iPhone");
+    phone.productType = QStringLiteral("iPhone16,1");
+    phone.deviceClass = QStringLiteral("iPhone");
+    phone.osVersion = QStringLiteral("18.1");
+    phone.batteryLevel = 76;
+    phone.isCharging = true;
+    phone.fullyCharged = false;
+    phone.storageTotal = 256'000'000'000;
+    phone.storageFree = 61'400'000'000;
+    phone.battery = DeviceBattery{.cycleCount = 412, .designCapacity = 3274, .maxCapacity = 2914,
+                                  .currentCharge = 2215, .temperature = 31.5, .voltage = 4.312};
+    ConnectedDevice tablet;
+    tablet.id = QStringLiteral("00008103-000D39A21E38001E");
+    tablet.connection = Connection::wifi;
+    return {tablet, phone}; // sorted by name, as the monitor publishes them
+}
+
 HubSnapshot idle()
 {
     HubSnapshot r;
@@ -40,6 +63,7 @@ HubSnapshot idle()
     r.sensorsReady = true;
     r.batteryPresent = true;
     r.batteryPercent = 84;
+    r.connectedDevices = devices();
     return r;
 }
 
@@ -155,6 +179,7 @@ std::vector<SampleState> sampleStates()
     HubSnapshot noBattery = busy();
     noBattery.batteryPresent = false;
     noBattery.batteryPercent = 0;
+    noBattery.connectedDevices.clear(); // the devices panel with nothing attached
     out.push_back({QStringLiteral("no-battery"), noBattery});
 
     HubSnapshot offline = idle();

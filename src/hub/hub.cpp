@@ -19,12 +19,14 @@ Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
       disks(std::move(readers.disks), [this] { return now(); }),
       network(std::move(readers.network)), sensors(std::move(readers.sensors)),
       battery(std::move(readers.battery)), astronomy([this] { return now(); }),
+      devices(std::move(readers.devices), [this] { return now(); }),
       m_settings(settings), m_machine(std::move(readers.machine)),
       m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this)),
       m_speedTest(std::make_unique<SpeedTest>(settings.preferences()))
 {
     network.now = [this] { return now(); };
     weather.now = [this] { return now(); };
+    connect(&devices, &DeviceMonitor::changed, this, &Hub::devicesChanged);
 }
 
 Hub::~Hub() = default;
@@ -46,6 +48,8 @@ void Hub::startHeadless()
 void Hub::startCommon()
 {
     sensors.start();
+    if (m_settings.config().showDevices)
+        devices.startWatching();
     tick();
     reschedule();
 }
@@ -82,7 +86,10 @@ void Hub::tick()
     network.sample();
     sensors.sample();
     battery.sample();
-    // Connected devices and calendar events are polled here once those services exist.
+    // Arrivals and departures come from the subscription; attached devices are read again now and then.
+    if (config.showDevices && devices.refreshDue(time))
+        devices.refresh();
+    // Calendar events are polled here once that service exists.
     if (usesWeather(config)) {
         weather.refreshIfNeeded(config.weatherLocation, false);
         astronomy.update(weather.location());
@@ -125,6 +132,17 @@ std::optional<double> Hub::menubarTemperature() const
     return battery.temperature;
 }
 
+void Hub::devicesChanged()
+{
+    // Outside a tick the rest of the snapshot stays as the last tick left it.
+    m_snapshot.connectedDevices = devices.devices();
+    if (m_inTick)
+        return; // the tick's own snapshot and signal follow
+    Q_EMIT changed();
+    if (onTick)
+        onTick();
+}
+
 bool Hub::usesWeather(const Config& config)
 {
     return std::any_of(config.modules.begin(), config.modules.end(), [](const ModuleConfig& m) {
@@ -144,6 +162,9 @@ void Hub::configChanged(const Config& oldConfig, const Config& newConfig)
     if (oldConfig.showNetworkDisks != newConfig.showNetworkDisks
         || oldConfig.showRemovableDisks != newConfig.showRemovableDisks)
         disks.scanVolumes(newConfig.showNetworkDisks, newConfig.showRemovableDisks);
+    // Turning devices off keeps watching: the list stays current for when they are shown again.
+    if (!oldConfig.showDevices && newConfig.showDevices && m_timer)
+        devices.startWatching();
 }
 
 } // namespace pulsebar

@@ -6,6 +6,7 @@
 #include "speedtest/speed_test.h"
 #include "history/history_store.h"
 #include "core/keep_awake.h"
+#include "devices/device_monitor.h"
 #include "monitors/battery_monitor.h"
 #include "monitors/cpu_monitor.h"
 #include "monitors/disk_monitor.h"
@@ -59,6 +60,7 @@ public:
     // The temperature the menu bar shows: the chosen sensor, else the CPU's, else the battery's.
     std::optional<double> menubarTemperature() const;
 
+    // Called at the end of every tick, and when the list of connected devices changes in between.
     std::function<void()> onTick;
 
     // The live state of the last tick (empty before the first); see HubSnapshot.
@@ -90,6 +92,8 @@ public:
     BatteryMonitor battery;
     WeatherService weather;
     AstronomyMonitor astronomy;
+    // Attached phones and tablets; its list also changes between ticks, as devices come and go.
+    DeviceMonitor devices;
 
     // True when an enabled item shows weather or sky (combined, weather, astronomy); only then does
     // the tick touch the weather service.
@@ -109,12 +113,13 @@ public:
     void configChanged(const Config& oldConfig, const Config& newConfig);
 
 Q_SIGNALS:
-    // Emitted once at the end of every tick, before onTick.
+    // Emitted once at the end of every tick, before onTick, and when the connected devices change.
     void changed();
 
 private:
     void startCommon();
     void recordHistory(double time);
+    void devicesChanged();
 
     AppSettings& m_settings;
     std::unique_ptr<MachineReader> m_machine;

@@ -118,6 +118,7 @@ HubSnapshot HubSnapshot::of(const Hub& hub)
         s.weather = Weather{report->current.symbol(), report->current.temperature, report->current.description()};
     if (const auto sun = hub.astronomy.nextSunEvent(s.time))
         s.nextSunEvent = SunEvent{sun->isSunrise, sun->time};
+    s.connectedDevices = hub.devices.devices();
     return s;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "devices/connected_device.h"
 #include "history/history_metric.h"
 #include "monitors/memory_monitor.h"
 #include "monitors/process_monitor.h"
@@ -84,6 +85,9 @@ struct HubSnapshot {
     std::optional<double> batteryVoltage;  // volts
     std::optional<double> batteryAmperage; // amperes, negative while discharging
     std::optional<int> minutesRemaining;
+
+    // Attached phones and tablets, sorted by name
+    std::vector<ConnectedDevice> connectedDevices;
 
     // Weather and sky, for the items that show them
     struct Weather {

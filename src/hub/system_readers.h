@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/keep_awake.h"
+#include "devices/mobile_device_api.h"
 #include "monitors/battery_monitor.h"
 #include "monitors/cpu_monitor.h"
 #include "monitors/disk_monitor.h"
@@ -29,6 +30,8 @@ struct SystemReaders {
     std::unique_ptr<BatteryReader> battery;
     std::unique_ptr<MachineReader> machine;
     std::unique_ptr<PowerAssertions> powerAssertions;
+    // The phone and tablet library's entry points; nullptr where it is not installed.
+    std::shared_ptr<const MobileDeviceAPI> devices;
 };
 
 // The readers of the running system. The platform's folder defines it (src/platform/linux/ on Linux):

@@ -255,6 +255,8 @@ QJsonObject MCPTools::getOverview()
         overview.insert("battery", batterySummary(m_hub.battery));
     if (const auto thermal = thermalState(m_hub.machine().readThermalZones()))
         overview.insert("thermal", enumName(*thermal));
+    if (const QJsonArray devices = connectedDevices(); !devices.isEmpty())
+        overview.insert("connected_devices", devices);
     return overview;
 }
 
@@ -562,9 +564,56 @@ QJsonObject MCPTools::getDisks()
 
 // ---- get_connected_devices ----
 
+QJsonObject MCPTools::deviceObject(const ConnectedDevice& device)
+{
+    QJsonObject object{
+        {"name", device.displayName()},
+        {"trusted", device.trusted},
+        {"connection", connectionName(device.connection)},
+    };
+    // A code missing from the model table still tells an agent more than nothing.
+    if (const std::optional<QString> model = device.modelName() ? device.modelName() : device.productType)
+        object.insert("model", *model);
+    if (device.osVersion)
+        object.insert("software", device.systemName() + QLatin1Char(' ') + *device.osVersion);
+    if (!device.trusted) {
+        object.insert("note", untrustedDeviceNote());
+        return object;
+    }
+    if (device.batteryLevel)
+        object.insert("battery_percent", *device.batteryLevel);
+    if (device.isCharging)
+        object.insert("charging", *device.isCharging);
+    if (device.storageFree)
+        object.insert("storage_free", McpValue::size(double(*device.storageFree), 1000));
+    if (device.storageTotal)
+        object.insert("storage_total", McpValue::size(double(*device.storageTotal), 1000));
+    if (const auto& battery = device.battery) {
+        if (const auto health = battery->healthPercent())
+            object.insert("battery_health_percent", r(*health));
+        if (battery->cycleCount)
+            object.insert("battery_cycle_count", *battery->cycleCount);
+        if (battery->designCapacity)
+            object.insert("battery_design_capacity_mah", *battery->designCapacity);
+        if (battery->maxCapacity)
+            object.insert("battery_max_capacity_mah", *battery->maxCapacity);
+    }
+    return object;
+}
+
+QJsonArray MCPTools::connectedDevices()
+{
+    // An agent's question may come before the devices attached at start have been read.
+    m_hub.devices.waitForReads();
+    QJsonArray devices;
+    for (const ConnectedDevice& device : m_hub.snapshot().connectedDevices)
+        devices.append(deviceObject(device));
+    return devices;
+}
+
 QJsonObject MCPTools::getConnectedDevices()
 {
-    return QJsonObject{{"devices", QJsonArray()}};
+    return QJsonObject{{"devices", connectedDevices()}};
 }
 
 } // namespace pulsebar

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "devices/connected_device.h"
 #include "monitors/machine_facts.h"
 
 #include <QJsonArray>
@@ -48,11 +49,15 @@ public:
     static QJsonObject historySummary(const std::vector<Sample>& samples, double pointSeconds);
     static QJsonArray historyPoints(const std::vector<Sample>& samples, int points);
 
+    // One device as get_connected_devices and the overview list it.
+    static QJsonObject deviceObject(const ConnectedDevice& device);
+
     // The saved speed-test results as agents read them, newest first; the "None yet" text without any.
     static QJsonValue speedTests(const QJsonValue& saved);
 
 private:
     void awaitSensorDiscovery();
+    QJsonArray connectedDevices();
 
     Hub& m_hub;
     std::optional<QString> m_model;     // read once: they cannot change while the process runs

@@ -188,7 +188,7 @@ bool PanelBody::isActive(int index) const
     case Kind::command:
     case Kind::copy: return true;
     case Kind::link:
-    case Kind::tile: return row.target.has_value();
+    case Kind::tile: return row.target.has_value() || row.tilePanel.has_value();
     default: return false;
     }
 }

@@ -286,10 +286,24 @@ const std::vector<Tile>& tiles()
         {OverviewItem::cpu, cpuTile},         {OverviewItem::gpu, gpuTile},
         {OverviewItem::memory, memoryTile},   {OverviewItem::network, networkTile},
         {OverviewItem::disk, diskTile},       {OverviewItem::sensors, sensorsTile},
-        {OverviewItem::battery, batteryTile}, {OverviewItem::keepAwake, keepAwakeTile},
-        {OverviewItem::weather, weatherTile},
+        {OverviewItem::battery, batteryTile}, {OverviewItem::devices, devicesTile},
+        {OverviewItem::keepAwake, keepAwakeTile}, {OverviewItem::weather, weatherTile},
     };
     return list;
+}
+
+const std::vector<TilePanel>& tilePanels()
+{
+    static const std::vector<TilePanel> list{{OverviewItem::devices, devices}};
+    return list;
+}
+
+std::optional<PanelModel> buildTilePanel(OverviewItem item, const PanelSnapshot& snapshot, const Config& config)
+{
+    for (const TilePanel& panel : tilePanels())
+        if (panel.item == item)
+            return panel.build(snapshot, config);
+    return std::nullopt;
 }
 
 PanelModel overview(const PanelSnapshot& s, const Config& config)

@@ -34,6 +34,14 @@ struct Tile {
 // The overview's tiles by item; items without a tile (not built yet) are left out of the overview.
 const std::vector<Tile>& tiles();
 
+// Panels that no module has, each opened from its overview tile (the devices).
+struct TilePanel {
+    OverviewItem item;
+    Builder build;
+};
+const std::vector<TilePanel>& tilePanels();
+std::optional<PanelModel> buildTilePanel(OverviewItem item, const PanelSnapshot& snapshot, const Config& config);
+
 PanelModel overview(const PanelSnapshot& s, const Config& config);
 PanelModel cpu(const PanelSnapshot& s, const Config& config);
 PanelModel gpu(const PanelSnapshot& s, const Config& config);
@@ -48,9 +56,13 @@ PanelModel sensors(const PanelSnapshot& s, const Config& config);
 PanelModel battery(const PanelSnapshot& s, const Config& config);
 PanelModel weather(const PanelSnapshot& s, const Config& config);
 PanelModel astronomy(const PanelSnapshot& s, const Config& config);
+PanelModel devices(const PanelSnapshot& s, const Config& config);
 
 // The weather tile: symbol, temperature, conditions and place, or the state's heading before a report.
 std::optional<PanelRow> weatherTile(const PanelSnapshot& s, const Config& config);
+
+// The devices tile: the one device's name, charge and model, or how many are connected; none without any.
+std::optional<PanelRow> devicesTile(const PanelSnapshot& s, const Config& config);
 
 // A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
 PanelRow processRow(const ProcessSample& process, const QString& figure);

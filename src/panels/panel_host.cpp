@@ -142,15 +142,31 @@ void PanelHost::close()
 
 void PanelHost::refresh()
 {
-    if (openPanel())
+    if (!openPanel())
+        return;
+    if (const std::optional<OverviewItem> item = m_view->tilePanel())
+        showTilePanel(*item);
+    else
         showContent(m_view->kind());
 }
 
 void PanelHost::showContent(ModuleKind kind)
 {
+    show([kind](const PanelSnapshot& live, const Config& config) { return PanelContent::build(kind, live, config); });
+}
+
+void PanelHost::showTilePanel(OverviewItem item)
+{
+    show([item](const PanelSnapshot& live, const Config& config) {
+        return PanelContent::buildTilePanel(item, live, config);
+    });
+}
+
+void PanelHost::show(const std::function<std::optional<PanelModel>(const PanelSnapshot&, const Config&)>& build)
+{
     const Config& config = m_settings.config();
     const PanelSnapshot live = snapshot();
-    if (std::optional<PanelModel> model = PanelContent::build(kind, live, config))
+    if (std::optional<PanelModel> model = build(live, config))
         m_view->setContent(*model, live, config);
     place();
 }
@@ -170,6 +186,7 @@ void PanelHost::ensureWindow()
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addWidget(m_view);
     m_view->actions.openPanel = [this](ModuleKind kind) { showContent(kind); };
+    m_view->actions.openTilePanel = [this](OverviewItem item) { showTilePanel(item); };
     m_view->actions.chooseMenubarSensor = [this](const QString& key) {
         Config config = m_settings.config();
         config.menubarSensorKey = key.isEmpty() ? std::nullopt : std::optional<QString>(key);

@@ -2,6 +2,7 @@
 
 #include "core/config.h"
 #include "panels/history_graph.h"
+#include "panels/panel_model.h"
 #include "panels/panel_snapshot.h"
 
 #include <QElapsedTimer>
@@ -53,6 +54,8 @@ private:
     void ensureWindow();
     void place();
     void showContent(ModuleKind kind);
+    void showTilePanel(OverviewItem item);
+    void show(const std::function<std::optional<PanelModel>(const PanelSnapshot&, const Config&)>& build);
 
     Hub& m_hub;
     AppSettings& m_settings;

@@ -43,6 +43,8 @@ QJsonObject PanelRow::toJson() const
     }
     if (target)
         o.insert(QStringLiteral("opens"), enumName(*target));
+    else if (tilePanel)
+        o.insert(QStringLiteral("opens"), enumName(*tilePanel));
     putText(o, "command", command);
     if (process) {
         o.insert(QStringLiteral("pid"), process->pid);
@@ -76,6 +78,8 @@ QJsonObject PanelModel::toJson() const
 {
     QJsonObject o;
     o.insert(QStringLiteral("module"), enumName(kind));
+    if (tilePanel)
+        o.insert(QStringLiteral("panel"), enumName(*tilePanel));
     putText(o, "title", title);
     putText(o, "subtitle", subtitle);
     putText(o, "headline", headline);

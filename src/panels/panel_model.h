@@ -62,6 +62,7 @@ struct PanelRow {
     TrailStyle trailStyle = TrailStyle::line;
     double trailMaximum = 0; // the value at the top of a trail; 0 scales to the largest value shown
     std::optional<ModuleKind> target;
+    std::optional<OverviewItem> tilePanel; // a tile opening a panel no module has (the devices)
     std::optional<ProcessSample> process;
     bool canQuit = false;
     std::vector<std::pair<QString, QString>> choices; // key, label
@@ -96,6 +97,8 @@ struct PanelModel {
     QString headline; // the panel's main figure, large, at the right of the title
     std::vector<PanelSection> sections;
     std::vector<HistoryChart> history;
+    // Set on a panel that is opened from its overview tile only; `kind` is then the overview's.
+    std::optional<OverviewItem> tilePanel;
 
     // Every metric the charts read, in chart order, each once.
     std::vector<HistoryMetric> historyMetrics() const;

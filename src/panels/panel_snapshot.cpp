@@ -71,6 +71,7 @@ PanelSnapshot PanelSnapshot::from(const Hub& hub)
     s.weather = {w.report(), w.lastError(), w.isLoading(), w.location().has_value()};
     s.sky = hub.astronomy.snapshot();
 
+    s.devices = hub.snapshot().connectedDevices;
     s.keepAwake = {hub.keepAwake().isActive, hub.keepAwake().statusText()};
     s.insight = hub.insights().current();
     return s;

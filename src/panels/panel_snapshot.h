@@ -1,5 +1,6 @@
 #pragma once
 
+#include "devices/connected_device.h"
 #include "insight/insight.h"
 #include "monitors/battery_monitor.h"
 #include "monitors/cpu_monitor.h"
@@ -142,6 +143,8 @@ struct PanelSnapshot {
         std::vector<BluetoothBattery> accessories;
         std::vector<double> trail; // percent
     } battery;
+
+    std::vector<ConnectedDevice> devices; // sorted by name
 
     struct KeepAwake {
         bool isActive = false;

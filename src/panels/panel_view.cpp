@@ -121,7 +121,8 @@ PanelView::PanelView(HistoryGraph::Loader loader, Preferences* preferences, QWid
 void PanelView::setContent(const PanelModel& model, const PanelSnapshot& snapshot, const Config& config)
 {
     m_kind = model.kind;
-    m_back->setVisible(model.kind != ModuleKind::combined);
+    m_tilePanel = model.tilePanel;
+    m_back->setVisible(model.kind != ModuleKind::combined || model.tilePanel);
     m_title->setText(model.title);
     m_subtitle->setText(model.subtitle);
     m_subtitle->setVisible(!model.subtitle.isEmpty());
@@ -154,6 +155,8 @@ void PanelView::activate(const PanelRow& row, QPoint at)
     case PanelRow::Kind::tile:
         if (row.target && actions.openPanel)
             actions.openPanel(*row.target);
+        else if (row.tilePanel && actions.openTilePanel)
+            actions.openTilePanel(*row.tilePanel);
         break;
     case PanelRow::Kind::copy:
         QGuiApplication::clipboard()->setText(row.value);

@@ -25,6 +25,7 @@ class PanelView : public QWidget {
 public:
     struct Actions {
         std::function<void(ModuleKind)> openPanel;
+        std::function<void(OverviewItem)> openTilePanel;
         std::function<void(const QString& key)> chooseMenubarSensor; // empty key: automatic
         std::function<void()> close;
         std::function<void()> openSettings;
@@ -39,6 +40,8 @@ public:
     void setMaximumContentHeight(int height);
 
     ModuleKind kind() const { return m_kind; }
+    // The overview item whose own panel is shown, when it is one of the tile panels.
+    std::optional<OverviewItem> tilePanel() const { return m_tilePanel; }
     PanelBody* body() const { return m_body; }
     HistoryGraph* graph() const { return m_graph; }
 
@@ -50,6 +53,7 @@ private:
     void fitHeight();
 
     ModuleKind m_kind = ModuleKind::combined;
+    std::optional<OverviewItem> m_tilePanel;
     QToolButton* m_back;
     QLabel* m_title;
     QLabel* m_subtitle;

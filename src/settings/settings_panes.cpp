@@ -11,6 +11,7 @@ const std::vector<SettingsPaneEntry>& settingsPanes()
         {QStringLiteral("sensors"), QStringLiteral("Sensors"), makeSensorsPane},
         {QStringLiteral("network"), QStringLiteral("Network"), makeNetworkPane},
         {QStringLiteral("disks"), QStringLiteral("Disks"), makeDisksPane},
+        {QStringLiteral("devices"), QStringLiteral("Devices"), makeDevicesPane},
         {QStringLiteral("weather"), QStringLiteral("Weather"), makeWeatherPane},
         {QStringLiteral("notifications"), QStringLiteral("Notifications"), makeNotificationsPane},
         {QStringLiteral("hotkeys"), QStringLiteral("Hot keys"), makeHotKeysPane},

@@ -26,6 +26,7 @@ SettingsPane* makeOverviewPane(SettingsContext& context);
 SettingsPane* makeSensorsPane(SettingsContext& context);
 SettingsPane* makeNetworkPane(SettingsContext& context);
 SettingsPane* makeDisksPane(SettingsContext& context);
+SettingsPane* makeDevicesPane(SettingsContext& context);
 SettingsPane* makeWeatherPane(SettingsContext& context);
 SettingsPane* makeNotificationsPane(SettingsContext& context);
 SettingsPane* makeHotKeysPane(SettingsContext& context);

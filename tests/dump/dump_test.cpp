@@ -48,7 +48,7 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
-    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 10);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 11);
 
     // Every panel of every state, the live one included, as a picture in the index and as its texts.
     for (const QString& state : states + QStringList{"live"}) {
@@ -62,7 +62,17 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
             EXPECT_TRUE(index.contains(name)) << name.toStdString();
             EXPECT_EQ(panels[module].toObject()["module"].toString(), module) << state.toStdString();
         }
+        EXPECT_FALSE(QImage(out + "/" + state + "/panel-devices.png").isNull()) << state.toStdString();
+        EXPECT_TRUE(index.contains(state + "/panel-devices.png"));
     }
+    // Two devices in the sample states, one of them not trusting this computer; none in no-battery.
+    const QJsonArray devices =
+        QJsonDocument::fromJson(readFile(out + "/idle/panels.json")).object()["devices"].toObject()["sections"].toArray();
+    ASSERT_EQ(devices.size(), 2);
+    EXPECT_EQ(devices[0].toObject()["title"].toString(), "iPhone");
+    EXPECT_EQ(devices[1].toObject()["title"].toString(), "Mira's iPhone");
+    EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/no-battery/panels.json")).object()["devices"].toObject()["sections"]
+                  .toArray().size(), 1);
     const QJsonObject busy = QJsonDocument::fromJson(readFile(out + "/busy/panels.json")).object();
     EXPECT_EQ(busy["cpu"].toObject()["headline"].toString(), "88%");
     EXPECT_EQ(QJsonDocument::fromJson(readFile(out + "/no-battery/panels.json")).object()["battery"].toObject()["sections"]

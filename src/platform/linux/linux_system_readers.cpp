@@ -3,6 +3,7 @@
 #include "monitors/smc.h"
 #include "monitors/smc_sensor_source.h"
 #include "platform/linux/hwmon_sensor_source.h"
+#include "platform/linux/imobiledevice.h"
 #include "platform/linux/linux_cpu_reader.h"
 #include "platform/linux/linux_disk_reader.h"
 #include "platform/linux/linux_gpu_reader.h"
@@ -36,7 +37,11 @@ SystemReaders linuxSystemReaders(const RootedFileReader& root)
 
 SystemReaders systemReaders()
 {
-    return linuxSystemReaders(RootedFileReader::fromEnvironment());
+    SystemReaders readers = linuxSystemReaders(RootedFileReader::fromEnvironment());
+    // Devices are not files under the sysroot: a fixture tree has none, the running system has the
+    // ones usbmuxd sees.
+    readers.devices = systemMobileDeviceAPI();
+    return readers;
 }
 
 } // namespace pulsebar
