@@ -59,7 +59,7 @@ void addBatteryHealth(PanelSection& section, const DeviceBattery& b, const Confi
                                                                      QString::number(*b.designCapacity) +
                                                                      QStringLiteral(" mAh")));
     if (b.temperature)
-        section.rows.push_back(value(QStringLiteral("Temperature"), format(config.temperatureUnit, b.temperature, 0)));
+        section.rows.push_back(value(QStringLiteral("Temperature"), Fmt::temperature(config.temperatureUnit, b.temperature, 0)));
 }
 
 PanelSection deviceSection(const ConnectedDevice& d, const Config& config)
