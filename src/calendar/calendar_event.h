@@ -39,6 +39,18 @@ struct CalendarInfo {
     bool operator==(const CalendarInfo&) const = default;
 };
 
+// What the panels and tiles read: the calendars and the events of the last fetch. Shared, never
+// copied: the calendar publishes a new one after each fetch.
+struct CalendarState {
+    CalendarAccess access = CalendarAccess::notDetermined;
+    std::vector<CalendarInfo> calendars; // sorted by source, then title
+    std::vector<CalendarEvent> events;   // by start; all-day first on equal starts
+
+    // The timed event to show as next at `now`: the first one not yet over, unless it has been
+    // running for more than 15 minutes, in which case the first one that starts after now.
+    const CalendarEvent* next(const QDateTime& now) const;
+};
+
 // Where calendars come from besides the desktop's own calendar store, as the user set them in
 // Settings (kept in the preferences under "calendar.sources").
 struct CalendarSources {
