@@ -11,6 +11,8 @@
 
 namespace pulsebar {
 
+class Preferences;
+
 enum class CalendarAccess { notDetermined, granted, denied };
 
 // One occurrence of an event in the fetched range (a recurring event gives one per occurrence).
@@ -59,6 +61,10 @@ struct CalendarSources {
     QStringList folders;       // vdir folders (one .ics per item) added by hand
     QStringList ownAddresses;  // the user's e-mail addresses, for invitations they declined
     bool operator==(const CalendarSources&) const = default;
+
+    // Missing or damaged entries read as empty lists.
+    static CalendarSources load(const Preferences& preferences);
+    bool save(Preferences& preferences) const;
 };
 
 } // namespace pulsebar
