@@ -57,6 +57,7 @@ std::vector<std::pair<QString, QImage>> settingsPictures()
         SettingsContext context{settings, notifier};
         context.sensors = [] { return sampleSensors(); };
         context.readings = [readings] { return readings; };
+        context.calendarState = [time = readings.time] { return sampleCalendar(SampleDay::busy, time); };
         SettingsWindow window(context);
         window.resize(SettingsWindow::defaultWidth, SettingsWindow::defaultHeight);
         window.show();
