@@ -48,6 +48,11 @@ std::vector<std::pair<QString, QImage>> settingsPictures()
     Preferences preferences(folder.filePath(QStringLiteral("preferences.json")));
     AppSettings settings(preferences);
     settings.setConfig(sampleConfig());
+    CalendarSources{{QStringLiteral("/home/mira/Documents/school-holidays.ics")},
+                    {QStringLiteral("webcal://calendars.example.org/de.ics")},
+                    {},
+                    {QStringLiteral("mira@example.com")}}
+        .save(preferences);
     SilentNotifier notifier;
     const HubSnapshot readings = sampleStates().front().readings;
 
