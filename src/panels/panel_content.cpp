@@ -216,7 +216,7 @@ std::optional<Row> batteryTile(const PanelSnapshot& s, const Config&)
     QString detail = b.stateDescription;
     if (b.minutesRemaining && *b.minutesRemaining > 0)
         detail += separator + minutes(*b.minutesRemaining) + (b.isCharging ? " to full" : " left");
-    Row row = tile(b.isCharging ? QStringLiteral("bolt.fill") : QString(), QStringLiteral("Battery"),
+    Row row = tile(b.isCharging ? QStringLiteral("bolt.fill") : QStringLiteral("battery"), QStringLiteral("Battery"),
                    Fmt::percent(b.percent), detail, ModuleKind::battery);
     row.series = {{QStringLiteral("Charge"), b.trail, batteryColor(b) == PartColor::foreground ? PartColor::green
                                                                                            : batteryColor(b)}};

@@ -138,11 +138,13 @@ TEST(NetworkQualityRun, MeasuresTheServersRateAndDelay)
                                    "start_date", "end_date", "test_endpoint"})
             EXPECT_TRUE(report.contains(member)) << member;
         EXPECT_NEAR(report["dl_throughput"].toDouble(), bytesPerSecond * 8.0, bytesPerSecond * 0.8) << tls;
-        // Upload is paced by the server's window updates, so a starved machine reads it low; it can never
-        // honestly read above the server's rate. Over HTTP/1.1, which has no flow control of its own, the
-        // kernel's socket buffers count as sent and only its presence is checked.
+        // Upload is paced by the server's window updates, so a starved machine reads it low; it can read
+        // above the server's rate only by what each flow's window and the server's quarter-second burst
+        // let through at the start (about a fifth of the rate over the few seconds of a loaded run).
+        // Over HTTP/1.1, which has no flow control of its own, the kernel's socket buffers count as sent
+        // and only its presence is checked.
         if (tls) {
-            EXPECT_LE(report["ul_throughput"].toDouble(), bytesPerSecond * 8.0 * 1.10);
+            EXPECT_LE(report["ul_throughput"].toDouble(), bytesPerSecond * 8.0 * 1.25);
             EXPECT_GE(report["ul_throughput"].toDouble(), bytesPerSecond * 8.0 * 0.25);
         }
         EXPECT_GT(report["ul_throughput"].toDouble(), 0);
