@@ -133,7 +133,7 @@ int RootedFileReader::openRelative(std::string_view relative) const
 
 long RootedFileReader::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
 {
-    return open(relative).read(buffer, capacity);
+    return open(relative).readRecord(buffer, capacity);
 }
 
 std::optional<std::string> RootedFileReader::readText(std::string_view relative, std::size_t maxBytes) const
@@ -249,6 +249,25 @@ long RootedFileReader::OpenFile::read(char* buffer, std::size_t capacity) const
     return long(total);
 }
 
+long RootedFileReader::OpenFile::readRecord(char* buffer, std::size_t capacity) const
+{
+    if (m_fd < 0)
+        return -1;
+    for (;;) {
+        const ssize_t n = ::pread(m_fd, buffer, capacity, 0);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return -1;
+        // A record the kernel builds at once comes whole in one read when it fits; the closing empty
+        // read would be a second system call for every file of every process.
+        if (std::size_t(n) < capacity)
+            return long(n);
+        break;
+    }
+    return read(buffer, capacity);
+}
+
 bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes) const
 {
     out.clear();
@@ -304,7 +323,7 @@ bool RootedFileReader::RepeatedFile::readText(std::string& out, std::size_t maxB
 
 long RootedFileReader::RepeatedFile::readInto(char* buffer, std::size_t capacity)
 {
-    const long n = file().read(buffer, capacity);
+    const long n = file().readRecord(buffer, capacity);
     m_scratch = OpenFile();
     if (n < 0)
         m_held = OpenFile();
