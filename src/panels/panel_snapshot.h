@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calendar/calendar_event.h"
 #include "devices/connected_device.h"
 #include "insight/insight.h"
 #include "monitors/battery_monitor.h"
@@ -19,6 +20,7 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -159,6 +161,9 @@ struct PanelSnapshot {
     } weather;
 
     std::optional<AstronomyMonitor::Snapshot> sky; // absent until a place is known
+
+    // The calendars and events of the last fetch (shared with the calendar, never null).
+    std::shared_ptr<const CalendarState> calendar = std::make_shared<const CalendarState>();
 
     Insight insight;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calendar/calendar_event.h"
 #include "core/app_settings.h"
 #include "monitors/sensor_monitor.h"
 #include "menubar/menu_bar_content.h"
@@ -42,6 +43,10 @@ struct SettingsContext {
         searchPlaces;
     std::function<std::optional<WeatherLocation>()> automaticPlace;
     MetricsExporter* metrics = nullptr;               // the running exporter, told of its preferences' changes
+    // The calendars and events of the last fetch, and the call that makes the calendar reread its
+    // sources (CalendarSources in the preferences) at once.
+    std::function<std::shared_ptr<const CalendarState>()> calendarState;
+    std::function<void()> calendarSourcesChanged;
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new
