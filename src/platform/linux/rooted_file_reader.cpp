@@ -133,7 +133,7 @@ int RootedFileReader::openRelative(std::string_view relative) const
 
 long RootedFileReader::readInto(std::string_view relative, char* buffer, std::size_t capacity) const
 {
-    return open(relative).readRecord(buffer, capacity);
+    return open(relative).read(buffer, capacity);
 }
 
 std::optional<std::string> RootedFileReader::readText(std::string_view relative, std::size_t maxBytes) const
@@ -323,7 +323,7 @@ bool RootedFileReader::RepeatedFile::readText(std::string& out, std::size_t maxB
 
 long RootedFileReader::RepeatedFile::readInto(char* buffer, std::size_t capacity)
 {
-    const long n = file().readRecord(buffer, capacity);
+    const long n = file().read(buffer, capacity);
     m_scratch = OpenFile();
     if (n < 0)
         m_held = OpenFile();

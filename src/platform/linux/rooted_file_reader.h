@@ -43,8 +43,7 @@ public:
     // The whole file into `out`, reusing its capacity, so a file read every tick stops allocating once
     // the buffer has grown to the file's size. False (and `out` empty) when it cannot be read.
     bool readText(std::string_view relative, std::string& out, std::size_t maxBytes = 1 << 20) const;
-    // Reads a file of one record (OpenFile::readRecord) into a caller's buffer without allocating;
-    // returns the byte count, or -1 on failure.
+    // Reads into a caller's buffer without allocating; returns the byte count, or -1 on failure.
     long readInto(std::string_view relative, char* buffer, std::size_t capacity) const;
 
     std::optional<std::string> readLine(std::string_view relative) const; // trimmed
@@ -92,7 +91,7 @@ public:
     public:
         RepeatedFile(const RootedFileReader& sysfs, std::string relative);
         bool readText(std::string& out, std::size_t maxBytes = 1 << 20);
-        long readInto(char* buffer, std::size_t capacity); // a file of one record, as OpenFile::readRecord
+        long readInto(char* buffer, std::size_t capacity);
 
     private:
         // Open for this read: the held file, or a fresh one that `scratch` keeps until the next call.
