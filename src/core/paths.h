@@ -9,6 +9,7 @@ QString configDir();      // $XDG_CONFIG_HOME/pulsebar
 QString preferencesFile(); // configDir()/preferences.json
 QString dataDir();        // $XDG_DATA_HOME/Pulsebar
 QString historyFile();    // dataDir()/history.sqlite
+QString cacheDir();       // $XDG_CACHE_HOME/pulsebar: copies that can be downloaded again
 QString agentHome();      // $PULSEBAR_AGENT_HOME, else $HOME
 QString sysroot();        // $PULSEBAR_SYSROOT, else "/"; always ends with '/'
 
