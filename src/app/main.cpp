@@ -1,5 +1,6 @@
 #include "agents/agent_client.h"
 #include "app/app_delegate.h"
+#include "core/paths.h"
 #include "dump/debug_dump.h"
 #include "mcp/mcp_server.h"
 #include "speedtest/network_quality.h"
@@ -30,9 +31,14 @@ const char* const usage =
     "  --version                  print the version\n"
     "  --help                     print this help\n"
     "\n"
-    "Files:\n"
-    "  $XDG_CONFIG_HOME/pulsebar/preferences.json   settings\n"
-    "  $XDG_DATA_HOME/Pulsebar/history.sqlite       30 days of history\n";
+    "Files:\n";
+
+void printUsage()
+{
+    std::fputs(usage, stdout);
+    std::printf("  %-44s settings\n", qPrintable(pulsebar::Paths::preferencesFile()));
+    std::printf("  %-44s 30 days of history\n", qPrintable(pulsebar::Paths::historyFile()));
+}
 
 int find(int argc, char** argv, const char* flag)
 {
@@ -73,7 +79,7 @@ int main(int argc, char** argv)
         return 0;
     }
     if (find(argc, argv, "--help") >= 0) {
-        std::fputs(usage, stdout);
+        printUsage();
         return 0;
     }
     return AppDelegate::runApplication(argc, argv);

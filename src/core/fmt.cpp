@@ -154,6 +154,17 @@ QString dateTime(const std::optional<QDateTime>& date, const QTimeZone& timeZone
     return QLocale().toString(local.date(), QLocale::ShortFormat) + QLatin1Char(' ') + time(local, timeZone);
 }
 
+QString day(const QDate& date)
+{
+    return QLocale().toString(date, QStringLiteral("dddd d MMMM"));
+}
+
+QString month(const QDate& date)
+{
+    return QLocale().standaloneMonthName(date.month(), QLocale::LongFormat) + QLatin1Char(' ') +
+           QString::number(date.year());
+}
+
 QString compass(double degrees)
 {
     static constexpr std::array<const char*, 16> points{"N", "NNE", "NE", "ENE", "E", "ESE", "SE", "SSE",

@@ -28,6 +28,8 @@ QString temperature(TempUnit unit, std::optional<double> celsius, int decimals);
 QString wind(WindUnit unit, double kmh);                // 18 km/h, 11 mph, 5 m/s, 10 kn
 QString time(const std::optional<QDateTime>& date, const QTimeZone& timeZone); // locale short time, "—" when absent
 QString dateTime(const std::optional<QDateTime>& date, const QTimeZone& timeZone); // locale short date and time
+QString day(const QDate& date);                         // Monday 16 March, in the locale's names
+QString month(const QDate& date);                       // March 2026
 QString compass(double degrees);                        // N, NNE, NE, … the nearest of 16 points
 
 } // namespace pulsebar::Fmt

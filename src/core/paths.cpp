@@ -10,24 +10,14 @@ QString env(const char* name, const QString& fallback)
     return value.isEmpty() ? fallback : value;
 }
 
-static QString home()
+QString home()
 {
     return env("HOME", QDir::homePath());
-}
-
-QString configDir()
-{
-    return env("XDG_CONFIG_HOME", home() + "/.config") + "/pulsebar";
 }
 
 QString preferencesFile()
 {
     return configDir() + "/preferences.json";
-}
-
-QString dataDir()
-{
-    return env("XDG_DATA_HOME", home() + "/.local/share") + "/Pulsebar";
 }
 
 QString historyFile()

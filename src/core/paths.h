@@ -4,10 +4,12 @@
 
 namespace pulsebar::Paths {
 
-// Where Pulsebar keeps its files; each follows the XDG variables and falls back to the home directory.
-QString configDir();      // $XDG_CONFIG_HOME/pulsebar
+// Where Pulsebar keeps its files, in the folders this desktop gives each user for them (the platform
+// folder knows which).
+QString configDir();      // settings
 QString preferencesFile(); // configDir()/preferences.json
-QString dataDir();        // $XDG_DATA_HOME/Pulsebar
+QString dataDir();        // kept data: the history
+QString cacheDir();       // what can be fetched again
 QString historyFile();    // dataDir()/history.sqlite
 QString cacheDir();       // $XDG_CACHE_HOME/pulsebar: copies that can be downloaded again
 QString agentHome();      // $PULSEBAR_AGENT_HOME, else $HOME
@@ -15,5 +17,6 @@ QString sysroot();        // $PULSEBAR_SYSROOT, else "/"; always ends with '/'
 
 // An environment variable, or fallback when it is unset or empty.
 QString env(const char* name, const QString& fallback = {});
+QString home(); // $HOME, else the system's idea of it
 
 } // namespace pulsebar::Paths

@@ -3,6 +3,7 @@
 #include "devices/connected_device.h"
 
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 #include <QVariantMap>
 
@@ -68,5 +69,8 @@ struct MobileDeviceAPI {
 // computer every lockdown value and the battery registry entry. Absent when the device could not be
 // reached at all. Every session, service and connection opened is closed again, whatever failed.
 std::optional<ConnectedDevice> readDevice(const MobileDeviceAPI& api, const QString& id, Connection connection);
+
+// What this system needs for devices to be read, in sentences for the settings window.
+QStringList mobileDeviceRequirements();
 
 } // namespace pulsebar

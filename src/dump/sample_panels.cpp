@@ -222,6 +222,7 @@ PanelSnapshot samplePanelSnapshot(const SampleState& state)
 
     s.timeZone = sampleTimeZone();
     s.weather = state.weather;
+    s.calendar = state.calendar;
     if (state.place)
         s.sky = AstronomyMonitor::compute(*state.place, s.now, s.timeZone);
     return s;

@@ -162,7 +162,81 @@ void withoutReport(SampleState& state, const std::optional<WeatherLocation>& pla
     trayReadings(state);
 }
 
+CalendarInfo calendarInfo(const char* id, const char* title, const char* source, const char* color)
+{
+    return {QString::fromLatin1(id), QString::fromUtf8(title), QString::fromUtf8(source), QColor(QLatin1String(color))};
+}
+
+CalendarEvent calendarEvent(const CalendarInfo& calendar, const char* title, const QDateTime& start, int minutes,
+                            const char* location = nullptr, const char* meeting = nullptr)
+{
+    CalendarEvent e;
+    e.id = calendar.id + QLatin1Char('-') + QString::number(start.toSecsSinceEpoch());
+    e.title = QString::fromUtf8(title);
+    e.start = start;
+    e.end = start.addSecs(minutes * 60);
+    if (location)
+        e.location = QString::fromUtf8(location);
+    e.calendarID = calendar.id;
+    e.calendarTitle = calendar.title;
+    e.color = calendar.color;
+    if (meeting)
+        e.meetingURL = QUrl(QString::fromLatin1(meeting));
+    e.openURL = QUrl(QStringLiteral("https://calendar.example.org/event/") + e.id);
+    return e;
+}
+
 } // namespace
+
+std::shared_ptr<const CalendarState> sampleCalendar(SampleDay day, double now)
+{
+    auto state = std::make_shared<CalendarState>();
+    state->access = CalendarAccess::granted;
+    const CalendarInfo work = calendarInfo("work", "Work", "Google (mira@example.com)", "#3b82f6");
+    const CalendarInfo home = calendarInfo("home", "Home", "Nextcloud", "#22a06b");
+    const CalendarInfo holidays = calendarInfo("holidays", "Holidays in Germany", "webcal://calendars.example.org/de.ics",
+                                               "#e5484d");
+    const CalendarInfo personal = calendarInfo("personal", "Personal", "On this computer", "#a855f7");
+    state->calendars = {work, home, personal, holidays};
+    if (day == SampleDay::empty)
+        return state;
+
+    const QDateTime local = QDateTime::fromMSecsSinceEpoch(qint64(now * 1000), QTimeZone::utc()).toTimeZone(sampleTimeZone());
+    const QDate today = local.date();
+    const auto at = [&](int dayOffset, int hour, int minute) {
+        return QDateTime(today.addDays(dayOffset), QTime(hour, minute), sampleTimeZone());
+    };
+    // The quarter hour the state's time falls in: the meeting under way started there.
+    const QDateTime quarter(today, QTime(local.time().hour(), local.time().minute() / 15 * 15), sampleTimeZone());
+    std::vector<CalendarEvent>& events = state->events;
+    if (day == SampleDay::over) {
+        events.push_back(calendarEvent(work, "Stand-up", quarter.addSecs(-3 * 3600), 15, nullptr,
+                                       "https://meet.google.com/abc-defg-hij"));
+        events.push_back(calendarEvent(home, "Piano lesson", at(1, 17, 30), 45, "Musikschule Mitte"));
+        return state;
+    }
+    CalendarEvent piDay = calendarEvent(holidays, "Pi Day", QDateTime(today, QTime(0, 0), QTimeZone::utc()), 24 * 60);
+    piDay.isAllDay = true;
+    events.push_back(piDay);
+    events.push_back(calendarEvent(work, "Stand-up", quarter.addSecs(-2 * 3600), 15));
+    events.push_back(calendarEvent(work, "Design review: tray panels", quarter, 45,
+                                   "https://meet.google.com/abc-defg-hij", "https://meet.google.com/abc-defg-hij"));
+    events.push_back(calendarEvent(home, "Coffee with Sam", quarter.addSecs(90 * 60), 45,
+                                   "Café Einstein, Kurfürstenstraße 58"));
+    events.push_back(calendarEvent(work, "1:1 with Priya", quarter.addSecs(3 * 3600 + 30 * 60), 30, nullptr,
+                                   "https://us02web.zoom.us/j/81234567890"));
+    CalendarEvent trip = calendarEvent(personal, "Lisbon", QDateTime(today.addDays(1), QTime(0, 0), QTimeZone::utc()),
+                                       3 * 24 * 60, "Lisbon, Portugal");
+    trip.isAllDay = true;
+    events.push_back(trip);
+    events.push_back(calendarEvent(personal, "Flight TP 535 to Lisbon", at(1, 7, 10), 175, "BER Terminal 1"));
+    events.push_back(calendarEvent(work, "Quarterly planning", at(2, 10, 0), 90, "Room Spree, 4th floor",
+                                   "https://teams.microsoft.com/l/meetup-join/19%3ameeting"));
+    std::stable_sort(events.begin(), events.end(), [](const CalendarEvent& a, const CalendarEvent& b) {
+        return a.start != b.start ? a.start < b.start : a.isAllDay && !b.isAllDay;
+    });
+    return state;
+}
 
 std::vector<SampleState> sampleStates()
 {
@@ -212,6 +286,16 @@ std::vector<SampleState> sampleStates()
     state("dark").readings.time = sampleTime + 11.5 * 3600;
     withReport(state("dark"), berlin, 0, false, 6);
     withReport(state("light"), berlin, 61, true, 9);
+    // Calendars: a busy day on most states, a quiet one when idle, the day's events over while
+    // charging; no calendar found offline, and none readable on the monochrome state.
+    for (SampleState& one : out)
+        one.calendar = sampleCalendar(SampleDay::busy, one.readings.time);
+    state("idle").calendar = sampleCalendar(SampleDay::empty, state("idle").readings.time);
+    state("charging").calendar = sampleCalendar(SampleDay::over, state("charging").readings.time);
+    state("offline").calendar = std::make_shared<const CalendarState>();
+    auto unreadable = std::make_shared<CalendarState>();
+    unreadable->access = CalendarAccess::denied;
+    state("monochrome").calendar = unreadable;
     return out;
 }
 

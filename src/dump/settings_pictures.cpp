@@ -48,6 +48,11 @@ std::vector<std::pair<QString, QImage>> settingsPictures()
     Preferences preferences(folder.filePath(QStringLiteral("preferences.json")));
     AppSettings settings(preferences);
     settings.setConfig(sampleConfig());
+    CalendarSources{{QStringLiteral("/home/mira/Documents/school-holidays.ics")},
+                    {QStringLiteral("webcal://calendars.example.org/de.ics")},
+                    {},
+                    {QStringLiteral("mira@example.com")}}
+        .save(preferences);
     SilentNotifier notifier;
     const HubSnapshot readings = sampleStates().front().readings;
 
@@ -57,6 +62,7 @@ std::vector<std::pair<QString, QImage>> settingsPictures()
         SettingsContext context{settings, notifier};
         context.sensors = [] { return sampleSensors(); };
         context.readings = [readings] { return readings; };
+        context.calendarState = [time = readings.time] { return sampleCalendar(SampleDay::busy, time); };
         SettingsWindow window(context);
         window.resize(SettingsWindow::defaultWidth, SettingsWindow::defaultHeight);
         window.show();

@@ -39,7 +39,7 @@ public:
     // Stamped into the file's header (PRAGMA application_id): "Puls".
     static constexpr std::int32_t applicationId = 0x50756C73;
 
-    // $XDG_DATA_HOME/Pulsebar/history.sqlite
+    // Paths::historyFile()
     static QString defaultPath();
 
     // Opens the database, or returns nothing when the file cannot be opened (or is not a database),

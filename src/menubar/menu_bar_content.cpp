@@ -1,5 +1,6 @@
 #include "menubar/menu_bar_content.h"
 
+#include "calendar/world_clock.h"
 #include "core/fmt.h"
 #include "hub/hub.h"
 
@@ -139,13 +140,10 @@ MenuBarParts astronomy(const HubSnapshot& r)
 MenuBarParts clocks(const HubSnapshot& r, const Config& config)
 {
     MenuBarParts out{MenuBarPart::makeSymbol(QStringLiteral("globe"))};
-    for (const QString& zone : config.menubarClocks) {
-        if (!QTimeZone(zone.toUtf8()).isValid())
-            continue;
-        const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(r.time * 1000.0), Qt::UTC);
-        out.push_back(MenuBarPart::makeStacked(clockLabel(zone, config.clockLabel, r.time),
-                                               Fmt::time(at, QTimeZone(zone.toUtf8())), timeTemplate()));
-    }
+    const QDateTime at = QDateTime::fromMSecsSinceEpoch(qint64(r.time * 1000.0), QTimeZone::utc());
+    for (const WorldClock::Clock& clock : WorldClock::clocks(config.menubarClocks))
+        out.push_back(MenuBarPart::makeStacked(WorldClock::label(clock.id, config.clockLabel, at),
+                                               Fmt::time(at, clock.zone), timeTemplate()));
     return out;
 }
 
@@ -309,18 +307,6 @@ QString toolTip(ModuleKind kind, const HubSnapshot& readings, const Config& conf
                          timeText(readings.nextSunEvent->time)
                    : QStringLiteral("No sunrise or sunset ahead");
     return lines(kind, readings, config).join(QLatin1Char('\n'));
-}
-
-QString clockLabel(const QString& zoneId, ClockLabel label, double now)
-{
-    if (label == ClockLabel::abbreviation) {
-        const QTimeZone zone(zoneId.toUtf8());
-        if (zone.isValid())
-            return zone.abbreviation(QDateTime::fromMSecsSinceEpoch(qint64(now * 1000.0), Qt::UTC));
-    }
-    QString city = zoneId.section(QLatin1Char('/'), -1);
-    city.replace(QLatin1Char('_'), QLatin1Char(' '));
-    return city;
 }
 
 } // namespace pulsebar::MenuBarContent

@@ -46,9 +46,6 @@ std::optional<QString> unavailableReason(ModuleKind kind, const HubSnapshot& rea
 // The body of the item's tooltip: its values one per line, or why there are none.
 QString toolTip(ModuleKind kind, const HubSnapshot& readings, const Config& config);
 
-// How a clock is named in the menu bar: the city of its zone, or the zone's abbreviation at `now`.
-QString clockLabel(const QString& zoneId, ClockLabel label, double now);
-
 } // namespace MenuBarContent
 
 } // namespace pulsebar

@@ -1,5 +1,6 @@
 #include "menubar/tray_face.h"
 
+#include "calendar/world_clock.h"
 #include "core/fmt.h"
 
 #include <QDateTime>
@@ -141,9 +142,10 @@ TrayIconValue value(ModuleKind kind, const HubSnapshot& r, const Config& config)
             return {};
         return clockValue(QDateTime::fromMSecsSinceEpoch(qint64(r.nextSunEvent->time * 1000), QTimeZone::systemTimeZone()));
     case ModuleKind::time: {
-        if (config.menubarClocks.isEmpty() || !QTimeZone(config.menubarClocks.first().toUtf8()).isValid())
+        const std::vector<WorldClock::Clock> clocks = WorldClock::clocks(config.menubarClocks);
+        if (clocks.empty())
             return {};
-        return clockValue(QDateTime::fromMSecsSinceEpoch(qint64(r.time * 1000), QTimeZone(config.menubarClocks.first().toUtf8())));
+        return clockValue(QDateTime::fromMSecsSinceEpoch(qint64(r.time * 1000), clocks.front().zone));
     }
     }
     return {};

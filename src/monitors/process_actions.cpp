@@ -6,18 +6,6 @@
 
 namespace pulsebar::ProcessActions {
 
-const QSet<QString>& protectedNames()
-{
-    // The session and the system itself: the login window, the service manager, the display server
-    // and the desktop shells.
-    static const QSet<QString> names{
-        QStringLiteral("loginwindow"), QStringLiteral("launchd"), QStringLiteral("WindowServer"),
-        QStringLiteral("kernel_task"), QStringLiteral("systemd"), QStringLiteral("init"), QStringLiteral("Xorg"),
-        QStringLiteral("Xwayland"), QStringLiteral("gnome-shell"), QStringLiteral("kwin_wayland"),
-        QStringLiteral("kwin_x11"), QStringLiteral("plasmashell")};
-    return names;
-}
-
 bool canForceQuit(int32_t pid, const QString& name)
 {
     return pid != int32_t(::getpid()) && !protectedNames().contains(name);

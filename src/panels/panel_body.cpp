@@ -25,6 +25,9 @@ constexpr int sparkWidth = 56;
 constexpr int tileTrailWidth = 56;
 constexpr int symbolBox = 18;
 constexpr int forecastLabelWidth = 64; // "Today" and the short weekday names
+constexpr int monthCellHeight = 24;
+constexpr int swatchWidth = 4;
+const QString joinText = QStringLiteral("Join");
 
 int lineCount(const QString& text)
 {
@@ -143,6 +146,8 @@ int PanelBody::rowHeight(const PanelRow& row) const
     case Kind::tile: return line + small + 14;
     case Kind::note: return wrappedHeight(row.value, smallFont, inner) + rowGap;
     case Kind::forecast: return std::max(line, symbolBox) + rowGap;
+    case Kind::month: return line + 4 + small + 4 + int(row.month ? row.month->weeks.size() : 0) * monthCellHeight + rowGap;
+    case Kind::event: return line + small + 6 + rowGap;
     }
     return line;
 }
@@ -189,6 +194,7 @@ bool PanelBody::isActive(int index) const
     case Kind::copy: return true;
     case Kind::link:
     case Kind::tile: return row.target.has_value() || row.tilePanel.has_value();
+    case Kind::event: return !row.openURL.isEmpty() || !row.joinURL.isEmpty();
     default: return false;
     }
 }
@@ -250,6 +256,16 @@ void PanelBody::mousePressEvent(QMouseEvent* event)
         return;
     const PanelRow& row = *m_items[size_t(at)].row;
     const QPoint global = event->globalPosition().toPoint();
+    if (event->button() == Qt::LeftButton && onOpenURL && !row.joinURL.isEmpty() &&
+        joinRect(row, m_items[size_t(at)].rect).contains(event->position().toPoint())) {
+        onOpenURL(row.joinURL);
+        return;
+    }
+    if (event->button() == Qt::LeftButton && row.kind == Kind::event) {
+        if (onOpenURL)
+            onOpenURL(row.openURL.isEmpty() ? row.joinURL : row.openURL);
+        return;
+    }
     if (event->button() == Qt::RightButton && row.kind == Kind::process && onContextMenu)
         onContextMenu(row, global);
     else if (event->button() == Qt::LeftButton && onActivate)
@@ -264,8 +280,14 @@ void PanelBody::keyPressEvent(QKeyEvent* event)
     case Qt::Key_Return:
     case Qt::Key_Enter:
     case Qt::Key_Space:
-        if (isActive(m_focus) && onActivate)
-            onActivate(*m_items[size_t(m_focus)].row, menuPoint(m_focus));
+        if (!isActive(m_focus))
+            return;
+        if (const PanelRow& row = *m_items[size_t(m_focus)].row; row.kind == Kind::event) {
+            if (onOpenURL)
+                onOpenURL(row.openURL.isEmpty() ? row.joinURL : row.openURL);
+        } else if (onActivate) {
+            onActivate(row, menuPoint(m_focus));
+        }
         return;
     case Qt::Key_Menu:
         if (isActive(m_focus) && m_items[size_t(m_focus)].row->kind == Kind::process && onContextMenu)
@@ -443,9 +465,13 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
         p.drawText(top, Qt::AlignLeft | Qt::AlignVCenter, row.label);
         p.setFont(base);
         p.drawText(top, Qt::AlignRight | Qt::AlignVCenter, row.value);
+        const QRect join = joinRect(row, r);
+        if (!join.isEmpty())
+            paintJoin(p, join);
         p.setFont(smallFont);
         p.setPen(PanelStyle::secondary(pal));
-        const QRect bottom(textLeft, r.top() + 6 + line, valueRight - textLeft, small);
+        const QRect bottom(textLeft, r.top() + 6 + line, (join.isEmpty() ? valueRight : join.left() - 8) - textLeft,
+                           small);
         p.drawText(bottom, Qt::AlignLeft | Qt::AlignVCenter,
                    QFontMetrics(smallFont).elidedText(row.detail, Qt::ElideRight, bottom.width()));
         break;
@@ -471,6 +497,134 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
                    row.detail);
         break;
     }
+    case Kind::month: paintMonth(p, row, inner.adjusted(0, 0, 0, -rowGap)); break;
+    case Kind::event: paintCalendarEvent(p, row, r); break;
+    }
+}
+
+QRect PanelBody::joinRect(const PanelRow& row, const QRect& r) const
+{
+    if (row.joinURL.isEmpty() || (row.kind != Kind::event && row.kind != Kind::tile))
+        return {};
+    const QFontMetrics small(PanelStyle::smallFont(font()));
+    const int w = small.horizontalAdvance(joinText) + 16;
+    const int h = small.height() + 2;
+    const int right = r.right() - PanelStyle::margin;
+    const int top = row.kind == Kind::tile ? r.top() + 6 + fontMetrics().height()
+                                           : r.top() + 2 + fontMetrics().height() + 1;
+    return {right - w + 1, top, w, h};
+}
+
+void PanelBody::paintJoin(QPainter& p, const QRect& button) const
+{
+    const QPalette& pal = palette();
+    p.setPen(Qt::NoPen);
+    p.setBrush(pal.color(QPalette::Highlight));
+    p.drawRoundedRect(QRectF(button), button.height() / 2.0, button.height() / 2.0);
+    p.setBrush(Qt::NoBrush);
+    QFont bold = PanelStyle::smallFont(font());
+    bold.setWeight(QFont::DemiBold);
+    p.setFont(bold);
+    p.setPen(pal.color(QPalette::HighlightedText));
+    p.drawText(button, Qt::AlignCenter, joinText);
+}
+
+void PanelBody::paintCalendarEvent(QPainter& p, const PanelRow& row, const QRect& r) const
+{
+    const QPalette& pal = palette();
+    const QFont base = font();
+    const QFont smallFont = PanelStyle::smallFont(base);
+    const int line = fontMetrics().height();
+    const int small = QFontMetrics(smallFont).height();
+    const QRect inner = r.adjusted(PanelStyle::margin, 0, -PanelStyle::margin, 0);
+    const QColor swatch = row.swatch.isValid() ? row.swatch : PanelStyle::secondary(pal);
+    p.setPen(Qt::NoPen);
+    p.setBrush(swatch);
+    p.drawRoundedRect(QRectF(inner.left(), r.top() + 3, swatchWidth, line + small), swatchWidth / 2.0,
+                      swatchWidth / 2.0);
+    p.setBrush(Qt::NoBrush);
+
+    const int left = inner.left() + swatchWidth + 8;
+    p.setFont(base);
+    const int valueWidth = fontMetrics().horizontalAdvance(row.value);
+    const QRect top(left, r.top() + 2, inner.right() - left + 1, line);
+    p.setPen(PanelStyle::secondary(pal));
+    p.drawText(top, Qt::AlignRight | Qt::AlignVCenter, row.value);
+    p.setPen(PanelStyle::text(pal));
+    p.drawText(top.adjusted(0, 0, -valueWidth - 10, 0), Qt::AlignLeft | Qt::AlignVCenter,
+               fontMetrics().elidedText(row.label, Qt::ElideRight, top.width() - valueWidth - 10));
+
+    const QRect join = joinRect(row, r);
+    if (!join.isEmpty())
+        paintJoin(p, join);
+    p.setFont(smallFont);
+    p.setPen(PanelStyle::secondary(pal));
+    const QRect bottom(left, r.top() + 3 + line, (join.isEmpty() ? inner.right() + 1 : join.left() - 8) - left, small);
+    p.drawText(bottom, Qt::AlignLeft | Qt::AlignVCenter,
+               QFontMetrics(smallFont).elidedText(row.detail, Qt::ElideRight, bottom.width()));
+}
+
+void PanelBody::paintMonth(QPainter& p, const PanelRow& row, const QRect& box) const
+{
+    if (!row.month)
+        return;
+    const MonthGrid& grid = *row.month;
+    const QPalette& pal = palette();
+    const QFont base = font();
+    const QFont smallFont = PanelStyle::smallFont(base);
+    const int line = fontMetrics().height();
+    const int small = QFontMetrics(smallFont).height();
+    QFont bold = base;
+    bold.setWeight(QFont::DemiBold);
+    p.setFont(bold);
+    p.setPen(PanelStyle::text(pal));
+    p.drawText(QRect(box.left(), box.top() + 2, box.width(), line), Qt::AlignLeft | Qt::AlignVCenter, row.label);
+
+    const bool numbered = !grid.weeks.empty() && !grid.weeks.front().number.isEmpty();
+    const double numberWidth = numbered ? 28.0 : 0.0;
+    const double cell = (box.width() - numberWidth) / 7.0;
+    const auto column = [&](int i, int y, int h) {
+        return QRectF(box.left() + numberWidth + cell * i, y, cell, h);
+    };
+    int y = box.top() + line + 4;
+    p.setFont(smallFont);
+    p.setPen(PanelStyle::secondary(pal));
+    for (int i = 0; i < 7 && i < grid.weekdays.size(); ++i)
+        p.drawText(column(i, y, small), Qt::AlignCenter, grid.weekdays[i]);
+    y += small + 4;
+
+    QColor faint = PanelStyle::secondary(pal);
+    faint.setAlphaF(0.55f);
+    for (const MonthGrid::Week& week : grid.weeks) {
+        if (numbered) {
+            p.setFont(smallFont);
+            p.setPen(faint);
+            p.drawText(QRectF(box.left(), y, numberWidth - 6, monthCellHeight - 3.0), Qt::AlignRight | Qt::AlignVCenter,
+                       week.number);
+        }
+        for (int i = 0; i < 7; ++i) {
+            const MonthGrid::Day& day = week.days[size_t(i)];
+            const QRectF c = column(i, y, monthCellHeight);
+            const double d = monthCellHeight - 3.0;
+            const QRectF disc(c.center().x() - d / 2, c.top() + 1, d, d);
+            if (day.isToday) {
+                p.setPen(Qt::NoPen);
+                p.setBrush(pal.color(QPalette::Highlight));
+                p.drawEllipse(disc);
+                p.setBrush(Qt::NoBrush);
+            }
+            p.setFont(day.isToday ? bold : base);
+            p.setPen(day.isToday ? pal.color(QPalette::HighlightedText)
+                                 : day.inMonth ? PanelStyle::text(pal) : faint);
+            p.drawText(disc.adjusted(0, -1, 0, -1), Qt::AlignCenter, day.text);
+            if (day.hasEvents) {
+                p.setPen(Qt::NoPen);
+                p.setBrush(day.isToday ? pal.color(QPalette::HighlightedText) : PanelStyle::secondary(pal));
+                p.drawEllipse(QPointF(c.center().x(), disc.bottom() - 3.5), 1.6, 1.6);
+                p.setBrush(Qt::NoBrush);
+            }
+        }
+        y += monthCellHeight;
     }
 }
 

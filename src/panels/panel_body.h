@@ -28,6 +28,8 @@ public:
     std::function<void(const PanelRow& row, QPoint at)> onActivate;
     // A right click or the Menu key on a process row.
     std::function<void(const PanelRow& row, QPoint at)> onContextMenu;
+    // A click on an event (its openURL) or on a Join button (its joinURL).
+    std::function<void(const QUrl& url)> onOpenURL;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -53,6 +55,11 @@ private:
     void moveFocus(int step);
     QPoint menuPoint(int index) const;
     void paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool highlighted) const;
+    void paintMonth(QPainter& p, const PanelRow& row, const QRect& box) const;
+    void paintCalendarEvent(QPainter& p, const PanelRow& row, const QRect& r) const;
+    void paintJoin(QPainter& p, const QRect& button) const;
+    // Where a row's Join button is drawn (an empty rect without one).
+    QRect joinRect(const PanelRow& row, const QRect& r) const;
     void paintTrail(QPainter& p, const PanelRow& row, const QRectF& box) const;
     void paintBar(QPainter& p, const PanelRow& row, const QRectF& box) const;
     void paintColumns(QPainter& p, const PanelRow& row, const QRectF& box) const;

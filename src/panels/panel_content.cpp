@@ -261,7 +261,7 @@ const std::vector<Entry>& registry()
         {ModuleKind::combined, overview}, {ModuleKind::cpu, cpu},         {ModuleKind::gpu, gpu},
         {ModuleKind::memory, memory},     {ModuleKind::disks, disks},     {ModuleKind::network, network},
         {ModuleKind::sensors, sensors},   {ModuleKind::battery, battery}, {ModuleKind::weather, weather},
-        {ModuleKind::astronomy, astronomy},
+        {ModuleKind::astronomy, astronomy}, {ModuleKind::time, time},
     };
     return entries;
 }
@@ -288,6 +288,7 @@ const std::vector<Tile>& tiles()
         {OverviewItem::disk, diskTile},       {OverviewItem::sensors, sensorsTile},
         {OverviewItem::battery, batteryTile}, {OverviewItem::devices, devicesTile},
         {OverviewItem::keepAwake, keepAwakeTile}, {OverviewItem::weather, weatherTile},
+        {OverviewItem::worldClocks, worldClocksTile}, {OverviewItem::nextEvent, nextEventTile},
     };
     return list;
 }

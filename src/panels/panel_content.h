@@ -4,6 +4,7 @@
 #include "panels/panel_snapshot.h"
 
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace pulsebar {
@@ -57,12 +58,33 @@ PanelModel battery(const PanelSnapshot& s, const Config& config);
 PanelModel weather(const PanelSnapshot& s, const Config& config);
 PanelModel astronomy(const PanelSnapshot& s, const Config& config);
 PanelModel devices(const PanelSnapshot& s, const Config& config);
+// The time: the fuzzy clock, the world clocks, the month and the coming events.
+PanelModel time(const PanelSnapshot& s, const Config& config);
 
 // The weather tile: symbol, temperature, conditions and place, or the state's heading before a report.
 std::optional<PanelRow> weatherTile(const PanelSnapshot& s, const Config& config);
 
 // The devices tile: the one device's name, charge and model, or how many are connected; none without any.
 std::optional<PanelRow> devicesTile(const PanelSnapshot& s, const Config& config);
+
+// The world-clock tile: the first clock, with the others' times under it; none without a known zone.
+std::optional<PanelRow> worldClocksTile(const PanelSnapshot& s, const Config& config);
+// The next-event tile: title, how soon it starts, a Join button; none while events are off or unreadable.
+std::optional<PanelRow> nextEventTile(const PanelSnapshot& s, const Config& config);
+
+// The events of one day of the list: those not over yet, and how many are.
+struct DayOfEvents {
+    QDate date;
+    std::vector<const CalendarEvent*> events;
+    int past = 0;
+};
+// `days` days from the date of `now` (at least one), in the zone of `now`; an event spanning several
+// days is in each of them.
+std::vector<DayOfEvents> eventsByDay(const CalendarState& state, const QDateTime& now, int days);
+// "now" once it has started, "in 12 min" within the day or the hour, else "Tomorrow 09:00".
+QString timeUntil(const CalendarEvent& event, const QDateTime& now);
+// The month of `today`, with dots on `eventDays` and ISO week numbers when asked for.
+MonthGrid monthGrid(const QDate& today, const std::set<QDate>& eventDays, bool weekNumbers);
 
 // A process row ranked by one figure; Quit is offered unless the process is protected or ourselves.
 PanelRow processRow(const ProcessSample& process, const QString& figure);

@@ -24,21 +24,14 @@ namespace {
 
 constexpr int reopenGuardMs = 350;
 
-// Wayland lets no window place itself or grab the pointer: there the panel is an ordinary frameless
-// window that closes when it loses focus. Everywhere else it is a popup, which the toolkit closes on a
-// click outside and on Esc.
-bool placesItself()
-{
-    return !QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
-}
-
 class PanelWindow : public QWidget {
 public:
-    // Called when a click elsewhere (or, on Wayland, the loss of focus) has closed the panel.
+    // Called when a click elsewhere (or, where windows cannot place themselves, the loss of focus) has
+    // closed the panel.
     std::function<void()> onClosedFromOutside;
 
     PanelWindow()
-        : QWidget(nullptr, placesItself() ? Qt::Popup | Qt::FramelessWindowHint
+        : QWidget(nullptr, panelWindowsPlaceThemselves() ? Qt::Popup | Qt::FramelessWindowHint
                                           : Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
     {
         setObjectName(QStringLiteral("PulsebarPanel"));
@@ -64,7 +57,7 @@ protected:
     }
     bool event(QEvent* event) override
     {
-        if (event->type() == QEvent::WindowDeactivate && !placesItself() && !QApplication::activeModalWidget() &&
+        if (event->type() == QEvent::WindowDeactivate && !panelWindowsPlaceThemselves() && !QApplication::activeModalWidget() &&
             !QApplication::activePopupWidget()) {
             hide();
             if (onClosedFromOutside)

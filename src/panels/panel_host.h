@@ -68,4 +68,9 @@ private:
     QElapsedTimer m_sinceClosed;
 };
 
+// Whether a window may place itself and grab the pointer on this display. Where it may, a panel is a
+// popup that the toolkit closes on a click outside and on Esc; where not, an ordinary frameless window
+// that closes when it loses focus.
+bool panelWindowsPlaceThemselves();
+
 } // namespace pulsebar

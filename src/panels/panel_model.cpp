@@ -8,8 +8,9 @@ namespace pulsebar {
 
 namespace {
 
-constexpr std::array<const char*, 12> rowKindNames{"value", "bar",  "trail",   "process", "link",    "tile",
-                                                   "note",  "choice", "copy", "columns", "command", "forecast"};
+constexpr std::array<const char*, 14> rowKindNames{"value",   "bar",     "trail",    "process", "link",
+                                                   "tile",    "note",    "choice",   "copy",    "columns",
+                                                   "command", "forecast", "month",   "event"};
 
 void putText(QJsonObject& object, const char* key, const QString& text)
 {
@@ -61,7 +62,37 @@ QJsonObject PanelRow::toJson() const
             list.append(text);
         o.insert(QStringLiteral("choices"), list);
     }
+    if (month)
+        o.insert(QStringLiteral("month"), month->toJson());
+    if (swatch.isValid())
+        o.insert(QStringLiteral("color"), swatch.name());
+    if (!openURL.isEmpty())
+        o.insert(QStringLiteral("opensURL"), openURL.toString());
+    if (!joinURL.isEmpty())
+        o.insert(QStringLiteral("join"), joinURL.toString());
     return o;
+}
+
+QJsonObject MonthGrid::toJson() const
+{
+    QJsonArray rows;
+    for (const Week& week : weeks) {
+        QJsonArray days;
+        for (const Day& day : week.days) {
+            // Marks after the number: * today, • has events, ( ) another month.
+            QString text = day.inMonth ? day.text : QLatin1Char('(') + day.text + QLatin1Char(')');
+            if (day.isToday)
+                text += QLatin1Char('*');
+            if (day.hasEvents)
+                text += QStringLiteral("•");
+            days.append(text);
+        }
+        QJsonObject row{{"days", days}};
+        if (!week.number.isEmpty())
+            row.insert(QStringLiteral("week"), week.number);
+        rows.append(row);
+    }
+    return {{"weekdays", QJsonArray::fromStringList(weekdays)}, {"weeks", rows}};
 }
 
 std::vector<HistoryMetric> PanelModel::historyMetrics() const

@@ -5,7 +5,12 @@
 #include "menubar/menu_bar_part.h"
 #include "monitors/process_monitor.h"
 
+#include <QColor>
 #include <QJsonObject>
+#include <QStringList>
+#include <QUrl>
+
+#include <array>
 #include <QString>
 
 #include <optional>
@@ -33,6 +38,25 @@ struct PanelSegment {
     PartColor color = PartColor::blue;
 };
 
+// A month as the calendar row draws it, every text already made: weeks in rows, the locale's first
+// day of the week at the left, the ISO week number before each week when asked for.
+struct MonthGrid {
+    struct Day {
+        QString text;
+        bool inMonth = true;    // days of the neighbouring months fill the first and last week
+        bool isToday = false;
+        bool hasEvents = false; // dotted
+    };
+    struct Week {
+        QString number; // empty without week numbers
+        std::array<Day, 7> days;
+    };
+    QStringList weekdays; // the column headings
+    std::vector<Week> weeks;
+
+    QJsonObject toJson() const;
+};
+
 struct PanelRow {
     enum class Kind {
         value,   // label … value, with an optional detail line under it
@@ -47,6 +71,8 @@ struct PanelRow {
         columns, // label … value, then one column per segment filled to its fraction (the cores)
         command, // label … value drawn as a button; a click runs `command` (Run Speed Test, Cancel)
         forecast, // a day of a forecast on one line: label, symbol, detail in the middle, value at the right
+        month,    // a month calendar: `label` above the `month` grid
+        event,    // a calendar event: a bar in `swatch`, title and time, detail, a Join button for `joinURL`
     };
     enum class TrailStyle { line, stacked, mirrored };
 
@@ -68,6 +94,10 @@ struct PanelRow {
     std::vector<std::pair<QString, QString>> choices; // key, label
     QString chosen;                                   // key of the current choice, empty for automatic
     QString command;                                  // what a command row runs, by name
+    std::optional<MonthGrid> month;                   // month
+    QColor swatch;                                    // event: its calendar's colour
+    QUrl openURL;                                     // event: where a click on the row goes
+    QUrl joinURL;                                     // event, tile: what the Join button opens
 
     QJsonObject toJson() const;
 };

@@ -5,6 +5,7 @@
 #include "panels/process_row_actions.h"
 
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -115,6 +116,16 @@ PanelView::PanelView(HistoryGraph::Loader loader, Preferences* preferences, QWid
 
     m_body->onActivate = [this](const PanelRow& row, QPoint at) { activate(row, at); };
     m_body->onContextMenu = [this](const PanelRow& row, QPoint at) { showProcessMenu(row, at); };
+    m_body->onOpenURL = [this](const QUrl& url) {
+        if (url.isEmpty())
+            return;
+        if (actions.openURL)
+            actions.openURL(url);
+        else
+            QDesktopServices::openUrl(url);
+        if (actions.close)
+            actions.close();
+    };
     setTabOrder(m_back, m_body);
 }
 

@@ -31,6 +31,8 @@ public:
         std::function<void()> openSettings;
         std::function<void()> quit;
         std::function<void(const QString& command)> run; // a command row was clicked
+        // An event or its Join button was clicked; empty opens the address with the desktop's handler.
+        std::function<void(const QUrl& url)> openURL;
     };
 
     PanelView(HistoryGraph::Loader loader, Preferences* preferences, QWidget* parent = nullptr);

@@ -1,4 +1,5 @@
 #include "settings/settings_panes.h"
+#include "devices/mobile_device_api.h"
 
 #include <QCheckBox>
 #include <QFormLayout>
@@ -26,12 +27,8 @@ public:
                                "the overview, and gives them to agents. Switching this off hides the Devices tile."));
 
         addSection(QStringLiteral("What is needed"));
-        addNote(QStringLiteral("The usbmuxd service and libimobiledevice (Debian packages usbmuxd and "
-                               "libimobiledevice6). usbmuxd starts by itself when a device is plugged in."));
-        addNote(QStringLiteral("On the device: unlock it and tap Trust when it asks whether to trust this "
-                               "computer. Until then Pulsebar lists it without battery and storage."));
-        addNote(QStringLiteral("Devices on Wi-Fi appear only with a usbmuxd that finds network devices; the one "
-                               "of Debian 12 finds devices on USB only."));
+        for (const QString& note : mobileDeviceRequirements())
+            addNote(note);
         finish();
     }
 

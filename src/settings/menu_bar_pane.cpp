@@ -113,6 +113,9 @@ public:
         row->addWidget(m_up);
         row->addWidget(m_down);
         column()->addLayout(row);
+        m_clocksNote = addNote(QStringLiteral("Up to three clocks from Settings › World Clock"));
+        m_clocksNote->setObjectName(QStringLiteral("menubarClocksNote"));
+        m_clocksNote->hide();
 
         m_monochrome = named(new QCheckBox(QStringLiteral("Monochrome (draw every item in one colour)"), this),
                              QStringLiteral("monochrome"), QStringLiteral("Monochrome"));
@@ -189,6 +192,7 @@ private:
         m_style->setEnabled(any);
         m_up->setEnabled(any && selected > 0);
         m_down->setEnabled(any && selected + 1 < m_list->count());
+        m_clocksNote->setVisible(any && config().modules[std::size_t(selected)].kind == ModuleKind::time);
         if (!any)
             return;
         const ModuleConfig module = config().modules[std::size_t(selected)];
@@ -226,6 +230,7 @@ private:
     QPushButton* m_up;
     QPushButton* m_down;
     QCheckBox* m_monochrome;
+    QLabel* m_clocksNote; // under the list while the World Clock item is selected
 };
 
 } // namespace

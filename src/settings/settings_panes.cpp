@@ -13,6 +13,8 @@ const std::vector<SettingsPaneEntry>& settingsPanes()
         {QStringLiteral("disks"), QStringLiteral("Disks"), makeDisksPane},
         {QStringLiteral("devices"), QStringLiteral("Devices"), makeDevicesPane},
         {QStringLiteral("weather"), QStringLiteral("Weather"), makeWeatherPane},
+        {QStringLiteral("worldclock"), QStringLiteral("World Clock"), makeWorldClockPane},
+        {QStringLiteral("calendar"), QStringLiteral("Calendar"), makeCalendarPane},
         {QStringLiteral("notifications"), QStringLiteral("Notifications"), makeNotificationsPane},
         {QStringLiteral("hotkeys"), QStringLiteral("Hot keys"), makeHotKeysPane},
         {QStringLiteral("agents"), QStringLiteral("Agents"), makeAgentsPane},

@@ -28,6 +28,8 @@ SettingsPane* makeNetworkPane(SettingsContext& context);
 SettingsPane* makeDisksPane(SettingsContext& context);
 SettingsPane* makeDevicesPane(SettingsContext& context);
 SettingsPane* makeWeatherPane(SettingsContext& context);
+SettingsPane* makeWorldClockPane(SettingsContext& context);
+SettingsPane* makeCalendarPane(SettingsContext& context);
 SettingsPane* makeNotificationsPane(SettingsContext& context);
 SettingsPane* makeHotKeysPane(SettingsContext& context);
 SettingsPane* makeAgentsPane(SettingsContext& context);
@@ -36,5 +38,8 @@ SettingsPane* makeAboutPane(SettingsContext& context);
 
 // Empty when the text is a host name or an IP address; otherwise the sentence the Network pane shows.
 QString pingHostError(const QString& text);
+// Empty when the text is an http, https or webcal address with a server; otherwise the sentence the
+// Calendar pane shows.
+QString subscriptionError(const QString& text);
 
 } // namespace pulsebar

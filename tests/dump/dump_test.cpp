@@ -48,13 +48,13 @@ TEST(Dump, RendersEveryModuleInEveryStyleForEachSampleStateWithAnIndex)
     EXPECT_LT(QImage(out + "/no-battery/strip.png").width(), QImage(out + "/busy/strip.png").width());
     EXPECT_EQ(QImage(out + "/busy/cpu-graph.png").width(), 26 * 2);
     EXPECT_GT(QFileInfo(out + "/symbols.png").size(), 5000);
-    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 11);
+    EXPECT_EQ(QDir(out + "/idle").entryList({"*.png"}).size(), 11 * 5 + 1 + 3 + 12);
 
     // Every panel of every state, the live one included, as a picture in the index and as its texts.
     for (const QString& state : states + QStringList{"live"}) {
         const QJsonObject panels = QJsonDocument::fromJson(readFile(out + "/" + state + "/panels.json")).object();
         for (const char* module :
-             {"combined", "cpu", "gpu", "memory", "disks", "network", "sensors", "battery", "weather", "astronomy"}) {
+             {"combined", "cpu", "gpu", "memory", "disks", "network", "sensors", "battery", "weather", "astronomy", "time"}) {
             const QString name = QString("%1/panel-%2.png").arg(state, module);
             const QImage image(out + "/" + name);
             ASSERT_FALSE(image.isNull()) << name.toStdString();

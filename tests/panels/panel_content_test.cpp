@@ -141,9 +141,9 @@ TEST(PanelContent, OverviewStartsWithTheInsightThenTilesInTheConfiguredOrder)
     for (const PanelRow& row : overview.sections[1].rows)
         tiles << row.label;
     // The configured order first, then the rest in their own order; no GPU tile without a GPU, no sensors
-    // tile without a temperature or a fan, network hidden, and items without a tile yet (devices, clocks,
-    // events) left out.
-    EXPECT_EQ(tiles, (QStringList{"Battery", "Memory", "CPU", "Disk", "Keep Awake", "Weather"}));
+    // tile without a temperature or a fan, no devices tile without a device, network hidden, the first
+    // world clock, and no event tile without a calendar.
+    EXPECT_EQ(tiles, (QStringList{"Battery", "Memory", "CPU", "Disk", "Keep Awake", "Weather", "New York"}));
 }
 
 TEST(PanelContent, SensorsFollowTheModeAndTheTrayChoice)
@@ -180,7 +180,8 @@ TEST(PanelContent, EveryRegisteredPanelBuildsAndWritesItsTexts)
         EXPECT_EQ(json["module"].toString(), enumName(entry.kind));
         EXPECT_FALSE(json["sections"].toArray().isEmpty()) << enumName(entry.kind).toStdString();
     }
-    EXPECT_FALSE(PanelContent::hasPanel(ModuleKind::time));
+    for (ModuleKind kind : allCases<ModuleKind>())
+        EXPECT_TRUE(PanelContent::hasPanel(kind)) << enumName(kind).toStdString();
 }
 
 TEST(PanelContent, SpeedTestOffersARunOrACancelAndListsResultsNewestFirst)

@@ -547,3 +547,96 @@ TEST_F(SettingsFixture, WeatherPaneSearchesPlacesAndSetsOrClearsTheLocation)
     EXPECT_EQ(current().temperatureUnit, TempUnit::kelvin);
     EXPECT_EQ(current().windUnit, WindUnit::mph);
 }
+
+TEST_F(SettingsFixture, WorldClockPaneAddsReordersAndLimitsMenuBarClocks)
+{
+    auto* clocks = widget<QListWidget>("worldclock", "clocks");
+    ASSERT_EQ(clocks->count(), 3); // New York (in the menu bar), London, Tokyo
+    EXPECT_TRUE(clocks->item(0)->text().startsWith("New York · America/New_York · "));
+
+    widget<QPushButton>("worldclock", "addClock")->click();
+    auto* picker = window->pane("worldclock")->findChild<QDialog*>("zonePicker");
+    ASSERT_TRUE(picker);
+    QTest::keyClicks(picker->findChild<QLineEdit*>("zoneQuery"), "kathmandu");
+    picker->findChild<QPushButton*>("addZone")->click();
+    EXPECT_EQ(current().worldClocks, QStringList({"America/New_York", "Europe/London", "Asia/Tokyo", "Asia/Kathmandu"}));
+
+    clocks->setCurrentRow(3);
+    widget<QPushButton>("worldclock", "moveClockUp")->click();
+    for (int row : {1, 2, 3})
+        clocks->item(row)->setCheckState(Qt::Checked);
+    EXPECT_EQ(current().worldClocks, QStringList({"America/New_York", "Europe/London", "Asia/Kathmandu", "Asia/Tokyo"}));
+    // A fourth menu-bar clock is refused, with the reason.
+    EXPECT_EQ(current().menubarClocks, QStringList({"America/New_York", "Europe/London", "Asia/Kathmandu"}));
+    EXPECT_EQ(clocks->item(3)->checkState(), Qt::Unchecked);
+    EXPECT_FALSE(widget<QLabel>("worldclock", "menubarClockLimit")->isHidden());
+
+    clocks->setCurrentRow(0);
+    widget<QPushButton>("worldclock", "removeClock")->click();
+    EXPECT_EQ(current().menubarClocks, QStringList({"Europe/London", "Asia/Kathmandu"}));
+    widget<QComboBox>("worldclock", "clockLabel")->setCurrentIndex(1);
+    EXPECT_EQ(current().clockLabel, ClockLabel::abbreviation);
+}
+
+TEST_F(SettingsFixture, CalendarPaneHidesCalendarsAndChecksSubscriptions)
+{
+    auto state = std::make_shared<CalendarState>();
+    state->access = CalendarAccess::granted;
+    state->calendars = {{"work", "Work", "Google", QColor("#3b82f6")}, {"home", "Home", "Nextcloud", QColor("#22a06b")}};
+    int sourcesChanged = 0;
+    SettingsContext context{isolated.settings, notifier, &center};
+    context.calendarState = [state] { return state; };
+    context.calendarSourcesChanged = [&] { ++sourcesChanged; };
+    window = std::make_unique<SettingsWindow>(std::move(context));
+    window->present();
+
+    auto* calendars = widget<QListWidget>("calendar", "calendars");
+    ASSERT_EQ(calendars->count(), 2);
+    EXPECT_EQ(calendars->item(1)->text(), "Home — Nextcloud");
+    calendars->item(1)->setCheckState(Qt::Unchecked);
+    EXPECT_EQ(current().hiddenCalendars, QStringList({"home"}));
+    calendars->item(1)->setCheckState(Qt::Checked);
+    EXPECT_TRUE(current().hiddenCalendars.isEmpty());
+
+    widget<QSpinBox>("calendar", "eventDays")->setValue(7);
+    widget<QCheckBox>("calendar", "showWeekNumbers")->setChecked(false);
+    EXPECT_EQ(current().eventDays, 7);
+    EXPECT_FALSE(current().showWeekNumbers);
+
+    auto* address = widget<QLineEdit>("calendar", "subscriptionURL");
+    auto* error = widget<QLabel>("calendar", "subscriptionError");
+    for (const char* bad : {"ftp://example.org/cal.ics", "calendar.ics", "https://", "file:///home/me/cal.ics"}) {
+        address->setText(bad);
+        widget<QPushButton>("calendar", "subscribe")->click();
+        EXPECT_FALSE(error->isHidden()) << bad;
+    }
+    EXPECT_EQ(subscriptionError("ftp://example.org/cal.ics"),
+              "“ftp://example.org/cal.ics” is not a calendar address: it must start with http://, https:// or webcal://.");
+    EXPECT_EQ(sourcesChanged, 0);
+    for (const char* good : {"webcal://calendars.example.org/de.ics", "https://example.org/team.ics"}) {
+        address->setText(good);
+        QTest::keyClick(address, Qt::Key_Return);
+        EXPECT_TRUE(error->isHidden()) << good;
+    }
+    address->setText("https://example.org/team.ics");
+    widget<QPushButton>("calendar", "subscribe")->click();
+    EXPECT_FALSE(error->isHidden()); // already there
+    EXPECT_EQ(CalendarSources::load(isolated.preferences).subscriptions,
+              QStringList({"webcal://calendars.example.org/de.ics", "https://example.org/team.ics"}));
+    EXPECT_EQ(sourcesChanged, 2);
+
+    auto* sources = widget<QListWidget>("calendar", "sources");
+    sources->setCurrentRow(0);
+    widget<QPushButton>("calendar", "removeCalendarSource")->click();
+    EXPECT_EQ(CalendarSources::load(isolated.preferences).subscriptions, QStringList({"https://example.org/team.ics"}));
+
+    auto* addresses = widget<QLineEdit>("calendar", "ownAddresses");
+    addresses->setFocus();
+    QTest::keyClicks(addresses, "me@example.org, not-an-address");
+    QTest::keyClick(addresses, Qt::Key_Return);
+    EXPECT_TRUE(CalendarSources::load(isolated.preferences).ownAddresses.isEmpty());
+    EXPECT_FALSE(widget<QLabel>("calendar", "ownAddressesError")->isHidden());
+    addresses->setText("me@example.org; work@example.com");
+    QTest::keyClick(addresses, Qt::Key_Return);
+    EXPECT_EQ(CalendarSources::load(isolated.preferences).ownAddresses, QStringList({"me@example.org", "work@example.com"}));
+}

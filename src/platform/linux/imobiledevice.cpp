@@ -371,4 +371,14 @@ std::shared_ptr<const MobileDeviceAPI> systemMobileDeviceAPI()
     return api;
 }
 
+QStringList mobileDeviceRequirements()
+{
+    return {QStringLiteral("The usbmuxd service and libimobiledevice (Debian packages usbmuxd and "
+                           "libimobiledevice6). usbmuxd starts by itself when a device is plugged in."),
+            QStringLiteral("On the device: unlock it and tap Trust when it asks whether to trust this "
+                           "computer. Until then Pulsebar lists it without battery and storage."),
+            QStringLiteral("Devices on Wi-Fi appear only with a usbmuxd that finds network devices; the one "
+                           "of Debian 12 finds devices on USB only.")};
+}
+
 } // namespace pulsebar

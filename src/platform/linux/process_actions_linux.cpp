@@ -18,6 +18,18 @@
 
 namespace pulsebar::ProcessActions {
 
+const QSet<QString>& protectedNames()
+{
+    // The session and the system itself: the service manager, the display server and the desktop
+    // shells (and their namesakes elsewhere, for a process list read from another machine's export).
+    static const QSet<QString> names{
+        QStringLiteral("loginwindow"), QStringLiteral("launchd"), QStringLiteral("WindowServer"),
+        QStringLiteral("kernel_task"), QStringLiteral("systemd"), QStringLiteral("init"), QStringLiteral("Xorg"),
+        QStringLiteral("Xwayland"), QStringLiteral("gnome-shell"), QStringLiteral("kwin_wayland"),
+        QStringLiteral("kwin_x11"), QStringLiteral("plasmashell")};
+    return names;
+}
+
 std::optional<QString> location(int32_t pid)
 {
     const auto executable = LinuxProcessReader::executablePath(RootedFileReader::fromEnvironment(), pid);
