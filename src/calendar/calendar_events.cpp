@@ -59,25 +59,33 @@ CalendarState gatherCalendars(CalendarStore* store, const CalendarSources& sourc
 {
     std::vector<CalendarFeed> feeds;
     QStringList ownAddresses = sources.ownAddresses;
+    int unreadable = 0;
     if (store) {
         CalendarStore::Reading reading = store->read(range, hidden);
         feeds = std::move(reading.feeds);
         ownAddresses += reading.ownAddresses;
+        unreadable = reading.unreadable;
     }
-    for (const QString& folder : sources.folders)
-        if (auto feed = readVdirFolder(folder, QFileInfo(folder).absolutePath(), !hidden.contains(vdirCalendarID(folder))))
+    auto add = [&](std::optional<CalendarFeed> feed) {
+        if (feed)
             feeds.push_back(std::move(*feed));
+        else
+            ++unreadable;
+    };
+    for (const QString& folder : sources.folders)
+        add(readVdirFolder(folder, QFileInfo(folder).absolutePath(), !hidden.contains(vdirCalendarID(folder))));
     for (const QString& file : sources.files) {
         const QString id = fileCalendarID(file);
         const QFileInfo info(file);
-        if (auto feed = readIcsFile(file, id, info.completeBaseName(), info.absolutePath(), !hidden.contains(id)))
-            feeds.push_back(std::move(*feed));
+        add(readIcsFile(file, id, info.completeBaseName(), info.absolutePath(), !hidden.contains(id)));
     }
     for (const CalendarSubscriptionCopy& copy : subscriptions) {
         const QString id = subscriptionID(copy.address);
         const QString host = subscriptionHost(copy.address);
-        if (auto feed = readIcsFile(copy.file, id, host, host, !hidden.contains(id)))
-            feeds.push_back(std::move(*feed));
+        auto feed = readIcsFile(copy.file, id, host, host, !hidden.contains(id));
+        // A first download still under way is not a failure yet.
+        if (feed || copy.failed)
+            add(std::move(feed));
     }
 
     CalendarState state;
@@ -92,7 +100,10 @@ CalendarState gatherCalendars(CalendarStore* store, const CalendarSources& sourc
         CalendarExpansion expansion = expandFeed(feed, range, ownAddresses);
         std::move(expansion.events.begin(), expansion.events.end(), std::back_inserter(state.events));
     }
-    state.access = state.calendars.empty() ? CalendarAccess::notDetermined : CalendarAccess::granted;
+    if (!state.calendars.empty())
+        state.access = CalendarAccess::granted;
+    else
+        state.access = unreadable > 0 ? CalendarAccess::denied : CalendarAccess::notDetermined;
     sortCalendars(state.calendars);
     sortEvents(state.events);
     return state;
@@ -136,7 +147,7 @@ void CalendarEvents::fetch()
     }
     std::vector<CalendarSubscriptionCopy> copies;
     for (const QString& address : sources.subscriptions)
-        copies.push_back({address, m_subscriptions.cacheFile(address)});
+        copies.push_back({address, m_subscriptions.cacheFile(address), m_subscriptions.lastError(address).has_value()});
     const CalendarRange range =
         CalendarRange::startingToday(QDateTime::fromSecsSinceEpoch(qint64(now())), m_days);
     const QSet<QString> hidden(m_hidden.begin(), m_hidden.end());

@@ -70,10 +70,12 @@ private:
 // One fetch, as the worker runs it: every calendar of the store and of the user's own sources (the
 // first reader of a calendar identifier wins), the events of those not hidden expanded over the range,
 // sorted by start with all-day events first on equal starts. Access is granted when at least one
-// calendar could be read.
+// calendar could be read, denied when calendars were configured or found and none could be read, and
+// not determined when there were none.
 struct CalendarSubscriptionCopy {
     QString address;
-    QString file; // the cached download
+    QString file;        // the cached download
+    bool failed = false; // the last download failed
 };
 CalendarState gatherCalendars(CalendarStore* store, const CalendarSources& sources,
                               const std::vector<CalendarSubscriptionCopy>& subscriptions, const CalendarRange& range,

@@ -36,6 +36,7 @@ public:
     struct Reading {
         std::vector<CalendarFeed> feeds; // every calendar that could be read
         QStringList ownAddresses;        // the user's e-mail addresses the store knows from its accounts
+        int unreadable = 0;              // calendars found that could not be read
     };
     virtual ~CalendarStore() = default;
     // Events overlapping the range, on every calendar whose identifier is not in `hidden`.

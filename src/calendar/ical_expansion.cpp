@@ -67,8 +67,11 @@ QDateTime instantOf(icaltimetype t, const Zone& zone)
 // The wall-clock time of an instant in the zone, as a floating value.
 icaltimetype wallTimeOf(const QDateTime& instant, const Zone& zone)
 {
-    if (zone.kind == Zone::Kind::defined)
-        return icaltime_from_timet_with_zone(instant.toSecsSinceEpoch(), 0, zone.defined);
+    if (zone.kind == Zone::Kind::defined) {
+        icaltimetype t = icaltime_from_timet_with_zone(instant.toSecsSinceEpoch(), 0, zone.defined);
+        t.zone = nullptr;
+        return t;
+    }
     QDateTime wall = instant;
     if (zone.kind == Zone::Kind::utc)
         wall = instant.toUTC();
@@ -273,10 +276,16 @@ std::vector<QDateTime> instanceStarts(const EventRecord& master, const QDateTime
         icalrecur_iterator* iterator = icalrecur_iterator_new(rule, first);
         if (!iterator)
             continue;
+        // Instances are compared in wall-clock time, which is cheap, and only those near the range are
+        // turned into instants; a day each side covers any zone offset.
+        const icaltimetype fromWall = wallTimeOf(from.addDays(-1), master.start.zone);
+        const icaltimetype toWall = wallTimeOf(to.addDays(1), master.start.zone);
         for (int step = 0; step < maxIterations; ++step) {
             const icaltimetype next = icalrecur_iterator_next(iterator);
-            if (icaltime_is_null_time(next))
+            if (icaltime_is_null_time(next) || icaltime_compare(next, toWall) >= 0)
                 break;
+            if (icaltime_compare(next, fromWall) < 0)
+                continue;
             const QDateTime start = instantOf(next, master.start.zone);
             if (start >= to)
                 break;

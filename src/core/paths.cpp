@@ -25,11 +25,6 @@ QString historyFile()
     return dataDir() + "/history.sqlite";
 }
 
-QString cacheDir()
-{
-    return env("XDG_CACHE_HOME", home() + "/.cache") + "/pulsebar";
-}
-
 QString agentHome()
 {
     return env("PULSEBAR_AGENT_HOME", home());

@@ -11,7 +11,6 @@ QString preferencesFile(); // configDir()/preferences.json
 QString dataDir();        // kept data: the history
 QString cacheDir();       // what can be fetched again
 QString historyFile();    // dataDir()/history.sqlite
-QString cacheDir();       // $XDG_CACHE_HOME/pulsebar: copies that can be downloaded again
 QString agentHome();      // $PULSEBAR_AGENT_HOME, else $HOME
 QString sysroot();        // $PULSEBAR_SYSROOT, else "/"; always ends with '/'
 

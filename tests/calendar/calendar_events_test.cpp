@@ -163,17 +163,30 @@ TEST(CalendarEvents, GathersTheStoreAndTheUsersOwnSourcesSortedWithoutHiddenCale
                                            "09 18:00 Retro (later)"}));
 }
 
-TEST(CalendarEvents, NothingConfiguredOrFoundLeavesAccessUndetermined)
+TEST(CalendarEvents, AccessIsGrantedByOneReadableCalendarAndUndeterminedWithoutAny)
 {
-    test::IsolatedSettings isolated;
-    CalendarEvents events(isolated.preferences, nullptr, isolated.dir.path() + "/cache");
-    CalendarSources sources;
-    sources.files = {isolated.dir.path() + "/nowhere.ics"};
-    sources.save(isolated.preferences);
-    events.refreshIfNeeded(3, {});
-    events.waitForFetch();
-    EXPECT_EQ(events.state()->access, CalendarAccess::notDetermined);
-    EXPECT_TRUE(events.state()->calendars.empty());
+    const QString work = test::fixture("calendar/work");
+    const struct {
+        QStringList files;
+        QStringList folders;
+        CalendarAccess expected;
+    } cases[] = {
+        {{}, {}, CalendarAccess::notDetermined},
+        {{"/nowhere/x.ics"}, {}, CalendarAccess::denied}, // set up, but nothing can be read
+        {{"/nowhere/x.ics"}, {work}, CalendarAccess::granted},
+    };
+    for (const auto& c : cases) {
+        test::IsolatedSettings isolated;
+        CalendarEvents events(isolated.preferences, nullptr, isolated.dir.path() + "/cache");
+        CalendarSources sources;
+        sources.files = c.files;
+        sources.folders = c.folders;
+        sources.save(isolated.preferences);
+        events.refreshIfNeeded(3, {});
+        events.waitForFetch();
+        EXPECT_EQ(events.state()->access, c.expected) << c.files.size() << c.folders.size();
+        EXPECT_EQ(events.state()->calendars.size(), c.folders.size());
+    }
 }
 
 TEST(CalendarEvents, AFetchNeverHoldsTheCallerAndALaterRequestFollowsIt)

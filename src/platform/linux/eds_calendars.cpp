@@ -305,6 +305,7 @@ CalendarStore::Reading EdsCalendars::read(const CalendarRange& range, const QSet
         }
         EClient* calendar = client(source, uid);
         if (!calendar) {
+            ++reading.unreadable;
             lib.objectUnref(source);
             continue; // listed by the registry but its backend cannot be opened: not readable
         }

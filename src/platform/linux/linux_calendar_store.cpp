@@ -5,13 +5,12 @@
 #include "platform/linux/eds_calendars.h"
 #include "platform/linux/vdir_calendars.h"
 
-#include <QDir>
 
 namespace pulsebar {
 
 LinuxCalendarStore::Folders LinuxCalendarStore::Folders::fromEnvironment()
 {
-    const QString home = Paths::env("HOME", QDir::homePath());
+    const QString home = Paths::home();
     return {Paths::env("XDG_DATA_HOME", home + QStringLiteral("/.local/share")),
             Paths::env("XDG_CONFIG_HOME", home + QStringLiteral("/.config")), home};
 }
@@ -28,10 +27,12 @@ CalendarStore::Reading LinuxCalendarStore::read(const CalendarRange& range, cons
     Reading reading;
     if (m_eds)
         reading = m_eds->read(range, hidden);
-    for (const VdirLocation& location : findVdirCalendars(m_folders.dataHome, m_folders.configHome, m_folders.home))
-        if (auto feed = readVdirFolder(location.path, location.source,
-                                       !hidden.contains(vdirCalendarID(location.path))))
+    for (const VdirLocation& location : findVdirCalendars(m_folders.dataHome, m_folders.configHome, m_folders.home)) {
+        if (auto feed = readVdirFolder(location.path, location.source, !hidden.contains(vdirCalendarID(location.path))))
             reading.feeds.push_back(std::move(*feed));
+        else
+            ++reading.unreadable;
+    }
     return reading;
 }
 
