@@ -164,8 +164,11 @@ void CalendarEvents::fetch()
 void CalendarEvents::published(std::shared_ptr<const CalendarState> state)
 {
     m_fetching = false;
-    m_state = std::move(state);
-    Q_EMIT changed();
+    // Most fetches find what the last one found: readers keep the state they have and redraw nothing.
+    if (*state != *m_state) {
+        m_state = std::move(state);
+        Q_EMIT changed();
+    }
     if (m_fetchAgain) {
         m_fetchAgain = false;
         fetch();

@@ -47,7 +47,7 @@ public:
     void waitForFetch();
 
 Q_SIGNALS:
-    // A fetch published a new state.
+    // A fetch found calendars or events different from the last one's.
     void changed();
 
 private:
