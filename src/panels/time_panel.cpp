@@ -127,10 +127,10 @@ MonthGrid monthGrid(const QDate& today, const std::set<QDate>& eventDays, bool w
     while (day.month() == today.month() || day < first) {
         MonthGrid::Week week;
         for (MonthGrid::Day& cell : week.days) {
-            cell = {QString::number(day.day()), day.month() == today.month(), day == today, eventDays.count(day) > 0};
+            cell = {Fmt::number(day.day(), 0), day.month() == today.month(), day == today, eventDays.count(day) > 0};
             // ISO weeks start on Monday: the number belongs to the week's Monday.
             if (weekNumbers && day.dayOfWeek() == Qt::Monday)
-                week.number = QString::number(day.weekNumber());
+                week.number = Fmt::number(day.weekNumber(), 0);
             day = day.addDays(1);
         }
         grid.weeks.push_back(week);

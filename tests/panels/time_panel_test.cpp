@@ -1,4 +1,9 @@
+#include "panels/panel_body.h"
 #include "panels/panel_content.h"
+#include "panels/panel_style.h"
+#include "panels/panel_view.h"
+
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -189,4 +194,26 @@ TEST(TimePanel, MonthWithIsoWeeks)
     EXPECT_TRUE(grid.weeks[1].days[3].hasEvents);
     EXPECT_EQ(grid.weeks.back().days[6].text, "31");
     EXPECT_TRUE(PanelContent::monthGrid(QDate(2027, 1, 6), {}, false).weeks[0].number.isEmpty());
+}
+
+TEST(TimePanel, EventsOpenWhereTheyCameFromAndJoinOpensTheCall)
+{
+    CalendarEvent call = event("Review", at(0, 11), at(0, 11, 30));
+    call.openURL = QUrl("https://calendar.example.org/event/review");
+    call.meetingURL = QUrl("https://meet.google.com/abc-defg-hij");
+    const PanelSnapshot s = snapshot(CalendarAccess::granted, {call});
+    PanelView view([](auto...) {}, nullptr);
+    QList<QUrl> opened;
+    view.actions.openURL = [&](const QUrl& url) { opened << url; };
+    view.setContent(PanelContent::time(s, Config{}), s, Config{});
+    view.show();
+    QTest::keyClick(view.body(), Qt::Key_Down); // the first row that does something: the event
+    QTest::keyClick(view.body(), Qt::Key_Return);
+    ASSERT_EQ(opened.size(), 1);
+
+    // The overview's tile has the Join button at the right of its second line.
+    view.setContent(PanelContent::overview(s, Config{}), s, Config{});
+    for (int y = 0; y < view.body()->height() && opened.size() < 2; y += 4)
+        QTest::mouseClick(view.body(), Qt::LeftButton, {}, QPoint(PanelStyle::width - PanelStyle::margin - 8, y));
+    EXPECT_EQ(opened, QList<QUrl>({call.openURL, *call.meetingURL}));
 }
