@@ -12,6 +12,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cctype>
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
+
 using namespace pulsebar;
 
 namespace {
@@ -89,9 +94,41 @@ static void BM_VolumeScan(benchmark::State& state)
 }
 BENCHMARK(BM_VolumeScan);
 
-// One sample of every process; "per_process" is the time divided by the number of processes.
+// Sleeping children that bring the machine to about `total` processes, ended with the object.
+class Sleepers {
+public:
+    explicit Sleepers(int total)
+    {
+        int running = 0;
+        live().forEachEntry("proc", [&](std::string_view name) { running += std::isdigit(name.front()) ? 1 : 0; });
+        for (int i = running; i < total; ++i) {
+            const pid_t child = ::fork();
+            if (child == 0) {
+                ::pause();
+                ::_exit(0);
+            }
+            if (child > 0)
+                m_children.push_back(child);
+        }
+    }
+    ~Sleepers()
+    {
+        for (const pid_t child : m_children)
+            ::kill(child, SIGKILL);
+        for (const pid_t child : m_children)
+            ::waitpid(child, nullptr, 0);
+    }
+
+private:
+    std::vector<pid_t> m_children;
+};
+
+// One sample of every process; "per_process" is the CPU time (ours and the kernel's on our behalf)
+// divided by the number of processes. The argument fills the machine up to that many processes with
+// sleeping children first (0: as it is).
 static void BM_ProcessSample(benchmark::State& state)
 {
+    const Sleepers sleepers(int(state.range(0)));
     ProcessMonitor processes(std::make_unique<LinuxProcessReader>(live()), steppingClock());
     processes.sample();
     double listed = 0;
@@ -104,7 +141,7 @@ static void BM_ProcessSample(benchmark::State& state)
     state.counters["per_process"] =
         benchmark::Counter(listed, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
-BENCHMARK(BM_ProcessSample);
+BENCHMARK(BM_ProcessSample)->Arg(0)->Arg(500);
 
 static void BM_ProcessTop(benchmark::State& state)
 {

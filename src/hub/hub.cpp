@@ -75,7 +75,7 @@ void Hub::tick()
     if (m_inTick)
         return;
     m_inTick = true;
-    const Config config = m_settings.config();
+    const Config& config = m_settings.config();
     const double time = now();
 
     cpu.sample();

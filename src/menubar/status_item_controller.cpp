@@ -28,7 +28,7 @@ StatusItemController::StatusItemController(Hub& hub, AppSettings& settings, QObj
 
 StatusItemController::StatusItemController(Hub& hub, AppSettings& settings,
                                            std::vector<std::unique_ptr<TrayHost>> hosts, QObject* parent)
-    : QObject(parent), readings([&hub] { return HubSnapshot::of(hub); }), m_hub(hub), m_settings(settings),
+    : QObject(parent), m_hub(hub), m_settings(settings),
       m_hosts(std::move(hosts)), m_panels(std::make_unique<PanelHost>(hub, settings))
 {
     QPointer<StatusItemController> self(this);
@@ -69,6 +69,14 @@ QRect StatusItemController::panelAnchor(QPoint at, const QRect& screen, const QR
     return QRect(QPoint(at.x(), std::min(available.bottom() + 1, at.y())), QPoint(at.x(), screen.bottom()));
 }
 
+const HubSnapshot& StatusItemController::live()
+{
+    if (!readings)
+        return m_hub.snapshot();
+    m_replacedReadings = readings();
+    return m_replacedReadings;
+}
+
 TrayHost* StatusItemController::availableHost() const
 {
     for (const auto& host : m_hosts)
@@ -107,7 +115,7 @@ void StatusItemController::rebuild()
     closeDropdown();
     m_entries.clear(); // deleting an item removes it from the tray
     m_host = availableHost();
-    const bool hasBattery = readings().batteryPresent;
+    const bool hasBattery = live().batteryPresent;
     for (const ModuleConfig& module : m_settings.config().modules) {
         if (!module.enabled || (module.kind == ModuleKind::battery && !hasBattery))
             continue;
@@ -171,12 +179,12 @@ void StatusItemController::refresh()
         return;
     }
     const Config& config = m_settings.config();
-    const HubSnapshot live = readings();
+    const HubSnapshot& state = live();
     for (Entry& entry : m_entries) {
         const auto module = std::find_if(config.modules.begin(), config.modules.end(),
                                          [&](const ModuleConfig& m) { return m.kind == entry.kind; });
         if (module != config.modules.end())
-            updateItem(entry, *module, live, config);
+            updateItem(entry, *module, state, config);
     }
     updateMenu();
     m_panels->refresh();

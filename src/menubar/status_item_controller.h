@@ -93,7 +93,8 @@ public:
     bool updaterConfigured = false;
     std::function<void()> onCheckForUpdates;
 
-    // Where the live values come from; tests and the diagnostics dump replace it.
+    // Where the live values come from when set (tests and the diagnostics dump); otherwise the
+    // hub's snapshot of its last tick, read in place.
     std::function<HubSnapshot()> readings;
 
     // The names the items carry, so the desktop can tell them apart: "pulsebar-cpu", "Pulsebar CPU".
@@ -104,6 +105,7 @@ public:
     static QRect panelAnchor(QPoint at, const QRect& screen, const QRect& available);
 
 private:
+    const HubSnapshot& live();
     TrayHost* availableHost() const;
     void activated(ModuleKind kind, QPoint at);
     void showContextMenu(QPoint at);
@@ -119,6 +121,7 @@ private:
     bool m_toldNoTray = false;
     std::optional<KeepAwake::Duration> m_chosenDuration; // the last keep-awake choice made in the menu
     std::vector<Entry> m_entries;
+    HubSnapshot m_replacedReadings; // the last of `readings`, while live() hands it out
     std::unique_ptr<QMenu> m_menu;
     std::unique_ptr<PanelHost> m_panels;
 };

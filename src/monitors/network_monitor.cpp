@@ -259,6 +259,12 @@ void NetworkMonitor::runPing()
         return;
     m_pingInFlight = true;
     const QString host = pingHost.trimmed();
+    QPointer<NetworkMonitor> self(this);
+    if (m_reader->sendEchoRequest(host, pingTimeoutSeconds, [self](std::optional<double> ms) {
+            if (self)
+                self->publishPing(ms);
+        }))
+        return;
     auto* process = new QProcess(this);
     m_ping = process;
     const PingCommand command = m_reader->pingCommand(host, pingTimeoutSeconds);
@@ -284,9 +290,13 @@ void NetworkMonitor::pingEnded()
     const QByteArray output = process->readAllStandardOutput();
     process->disconnect(this);
     process->deleteLater();
+    publishPing(parsePingTime(output));
+}
 
+void NetworkMonitor::publishPing(std::optional<double> milliseconds)
+{
     m_pingInFlight = false;
-    pingMs = parsePingTime(output);
+    pingMs = milliseconds;
     internetReachable = pingMs.has_value();
     if (pingMs)
         pingHistory.add(*pingMs);

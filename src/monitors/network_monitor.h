@@ -115,6 +115,7 @@ Q_SIGNALS:
 
 private:
     void pingEnded();
+    void publishPing(std::optional<double> milliseconds);
     void publicIPReplied(QNetworkReply* reply);
 
     std::unique_ptr<NetworkReader> m_reader;

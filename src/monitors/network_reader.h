@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -93,6 +94,14 @@ public:
     virtual bool isBridge(const QString& bsdName) = 0;
     // One echo request to `host`, given up `timeoutSeconds` after it was sent.
     virtual PingCommand pingCommand(const QString& host, int timeoutSeconds) const = 0;
+    // The same echo request sent by the platform itself, without starting a program: `done` is later
+    // called once on this thread with the round trip in milliseconds, or with nothing when no answer
+    // came in time. False when the platform cannot (the command is run instead); nothing is called then.
+    virtual bool sendEchoRequest(const QString& host, int timeoutSeconds,
+                                 std::function<void(std::optional<double>)> done)
+    {
+        return false;
+    }
 };
 
 } // namespace pulsebar

@@ -235,3 +235,74 @@ TEST_F(SNIHost, EachModuleIsAnItemWithItsLabelIconsAndMenuAndQuitEndsTheApp)
     EXPECT_FALSE(app.readAllStandardError().contains("AddressSanitizer"));
     EXPECT_TRUE(test::waitUntil([] { return registeredItems().isEmpty(); }, 10000));
 }
+
+namespace {
+
+// What the items and their menus tell the bus, as a monitor of the whole bus sees it.
+class BusSignals {
+public:
+    BusSignals()
+    {
+        m_monitor.setProcessChannelMode(QProcess::MergedChannels);
+        m_monitor.start("dbus-monitor", {"--session", "type='signal',interface='org.kde.StatusNotifierItem'",
+                                         "type='signal',interface='com.canonical.dbusmenu'"});
+        m_monitor.waitForStarted();
+        test::waitUntil([] { return false; }, 1000); // until it listens
+    }
+    ~BusSignals()
+    {
+        m_monitor.kill();
+        m_monitor.waitForFinished();
+    }
+    // The signals seen since the last call, one "interface member" line each.
+    QStringList take()
+    {
+        test::waitUntil([] { return false; }, 300);
+        QStringList out;
+        for (const QByteArray& line : m_monitor.readAll().split('\n'))
+            if (line.startsWith("signal ") && line.contains("member="))
+                out << QString::fromUtf8(line.mid(line.indexOf("interface=")));
+        return out;
+    }
+
+private:
+    QProcess m_monitor;
+};
+
+} // namespace
+
+TEST_F(SNIHost, ATickThatChangesNoShownValueSendsNothing)
+{
+    // A copy of a still machine: its counters never move, so after the first ticks no shown value changes.
+    QTemporaryDir root;
+    ASSERT_EQ(QProcess::execute("cp", {"-a", test::fixture("monitors/sys-basic-1") + "/.", root.path()}), 0);
+    QProcess app;
+    QProcessEnvironment extra;
+    extra.insert("PULSEBAR_SYSROOT", root.path());
+    test::writeConfig(home.path(), {{"updateInterval", 0.25},
+                                    {"modules", QJsonArray{module("cpu", "text"), module("memory", "text")}}});
+    QProcessEnvironment env = test::isolatedEnvironment(home.path());
+    env.insert("QT_QPA_PLATFORM", "xcb");
+    env.insert("PULSEBAR_SYSROOT", root.path());
+    app.setProcessEnvironment(env);
+    app.start(test::binaryPath(), {});
+    ASSERT_TRUE(app.waitForStarted());
+    ASSERT_TRUE(test::waitUntil([] { return registeredItems().size() == 2; }, 20000))
+        << app.readAllStandardError().toStdString();
+    test::waitUntil([] { return false; }, 1500); // the first ticks: rates appear once there are two samples
+
+    BusSignals bus;
+    bus.take();
+    test::waitUntil([] { return false; }, 2500); // ten ticks
+    EXPECT_EQ(bus.take(), QStringList());
+
+    // A value that changes is sent: the memory item's label and tooltip, nothing of the CPU item.
+    QByteArray meminfo = test::readFile(root.path() + "/proc/meminfo");
+    ASSERT_TRUE(meminfo.contains("MemAvailable:    8000000 kB"));
+    meminfo.replace("MemAvailable:    8000000 kB", "MemAvailable:    4000000 kB"); // 4 GB more in use
+    test::writeFile(root.path() + "/proc/meminfo", meminfo);
+    ASSERT_TRUE(test::waitUntil([&] { return !bus.take().isEmpty(); }, 5000));
+
+    app.terminate();
+    app.waitForFinished(10000);
+}

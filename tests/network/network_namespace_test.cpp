@@ -1,4 +1,5 @@
 #include "monitors/network_monitor.h"
+#include "platform/linux/icmp_echo.h"
 #include "platform/linux/linux_network_reader.h"
 
 #include "../support/test_support.h"
@@ -148,4 +149,34 @@ TEST(NetworkNamespace, InsideTheNamespace)
             EXPECT_EQ(i.displayName, expectedNames.at(i.bsdName));
     EXPECT_EQ(monitor.vpnInterfaces, extras.contains("tun0") ? QStringList{"tun0"} : QStringList{});
     EXPECT_FALSE(monitor.wifi);
+
+    // What the reader keeps between samples follows the kernel's notifications: an address added and
+    // the default route moved are there at the next sample.
+    ASSERT_TRUE(run({"ip", "addr", "add", "10.99.2.7/24", "dev", "veth0"}));
+    ASSERT_TRUE(run({"ip", "route", "replace", "default", "via", "10.99.2.3", "dev", "veth0"}));
+    time += 2;
+    monitor.sample();
+    ASSERT_FALSE(monitor.interfaces.empty());
+    EXPECT_EQ(monitor.interfaces.front().ipv4, (QStringList{"10.99.2.1", "10.99.2.7"}));
+    EXPECT_EQ(monitor.router, "10.99.2.3");
+
+    // The echo request of the reader's own socket: refused while no group of ours is in the
+    // namespace's ping_group_range (its default), answered once everyone is.
+    const auto echo = [](std::optional<double>& answer, bool& answered) {
+        return IcmpEchoRequest::send(QHostAddress("10.99.2.2"), 3000, [&](std::optional<double> ms) {
+            answer = ms;
+            answered = true;
+        });
+    };
+    std::optional<double> answer;
+    bool answered = false;
+    if (test::readFile("/proc/sys/net/ipv4/ping_group_range").simplified() == "1 0")
+        EXPECT_FALSE(echo(answer, answered));
+    ASSERT_EQ(QProcess::execute("sysctl", {"-q", "-w", "net.ipv4.ping_group_range=0 2147483647"}), 0);
+    const auto request = echo(answer, answered);
+    ASSERT_TRUE(request);
+    ASSERT_TRUE(test::waitUntil([&] { return answered; }, 5000));
+    ASSERT_TRUE(answer);
+    EXPECT_GE(*answer, 0);
+    EXPECT_LT(*answer, 1000);
 }

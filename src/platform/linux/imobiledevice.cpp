@@ -1,7 +1,10 @@
 #include "platform/linux/imobiledevice.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QVariantList>
 
 #include <cstdint>
@@ -173,7 +176,7 @@ public:
             m_handlers.emplace(id, std::move(handler));
         }
         // Outside the lock: the library's thread may already be delivering the first events.
-        if (first && m_library->eventSubscribe(&EventRelay::deliver, this) != 0) {
+        if (first && !subscribeOnceDaemonListens()) {
             std::lock_guard lock(m_mutex);
             m_handlers.erase(id);
             return 0;
@@ -190,13 +193,47 @@ public:
             last = m_handlers.erase(id) && m_handlers.empty();
         }
         if (last) {
-            m_library->eventUnsubscribe(); // joins the library's thread, which may need the lock
+            m_daemonWatch.reset();
+            if (std::exchange(m_librarySubscribed, false))
+                m_library->eventUnsubscribe(); // joins the library's thread, which may need the lock
             std::lock_guard lock(m_mutex);
             m_attached.clear();
         }
     }
 
 private:
+    // Where usbmuxd listens, unless USBMUXD_SOCKET_ADDRESS names another place.
+    static constexpr const char* daemonSocket = "/var/run/usbmuxd";
+
+    static bool daemonListening()
+    {
+        struct stat st;
+        return std::getenv("USBMUXD_SOCKET_ADDRESS") || (::stat(daemonSocket, &st) == 0 && S_ISSOCK(st.st_mode));
+    }
+
+    // While usbmuxd is not running (udev starts it when an Apple device is plugged in, so most
+    // machines never run it) the library's event thread wakes every second to look for it. The
+    // library is subscribed to only once the daemon's socket exists; until then its folder is
+    // watched, which costs nothing while nothing is created there.
+    bool subscribeOnceDaemonListens()
+    {
+        if (!daemonListening()) {
+            auto watch = std::make_unique<QFileSystemWatcher>();
+            if (watch->addPath(QFileInfo(QString::fromLatin1(daemonSocket)).absolutePath())) {
+                QObject::connect(watch.get(), &QFileSystemWatcher::directoryChanged, watch.get(), [this] {
+                    if (!m_daemonWatch || !daemonListening())
+                        return;
+                    m_daemonWatch.release()->deleteLater(); // the watcher is still delivering this signal
+                    m_librarySubscribed = m_library->eventSubscribe(&EventRelay::deliver, this) == 0;
+                });
+                m_daemonWatch = std::move(watch);
+                return true;
+            }
+        }
+        m_librarySubscribed = m_library->eventSubscribe(&EventRelay::deliver, this) == 0;
+        return m_librarySubscribed;
+    }
+
     static void deliver(const IdeviceEvent* event, void* self)
     {
         if (event && event->udid)
@@ -230,6 +267,9 @@ private:
     int m_lastId = 0;
     std::map<int, MobileDeviceAPI::EventHandler> m_handlers;
     std::set<std::pair<std::string, Connection>> m_attached;
+    // Subscriptions are made and ended on the thread of the event loop (the main thread).
+    bool m_librarySubscribed = false;
+    std::unique_ptr<QFileSystemWatcher> m_daemonWatch; // while waiting for usbmuxd
 };
 
 MobileDeviceAPI::Pairing pairingOf(int error)

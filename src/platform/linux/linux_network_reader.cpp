@@ -7,6 +7,7 @@
 #include <net/if.h>
 #include <netdb.h>
 #include <netpacket/packet.h>
+#include <sys/stat.h>
 
 #include <limits>
 
@@ -156,6 +157,74 @@ LinuxNetworkReader::LinuxNetworkReader(RootedFileReader sysfs, WirelessLinkSourc
         m_nl80211 = std::make_unique<Nl80211>();
         m_links = [nl = m_nl80211.get()](const QString& name) { return nl->query(name); };
     }
+    // The kernel's notifications describe the running system; a fixture tree is read afresh each time.
+    if (m_sysfs.root() == "/") {
+        m_watch = std::make_unique<RtnetlinkWatch>();
+        if (!m_watch->isOpen())
+            m_watch.reset();
+    }
+}
+
+LinuxNetworkReader::~LinuxNetworkReader() = default;
+
+void LinuxNetworkReader::takeChanges()
+{
+    const NetworkChanges changes = m_watch ? m_watch->take() : NetworkChanges::everything();
+    // An interface that comes or goes takes its addresses and routes with it.
+    m_linksChanged = m_linksChanged || changes.links;
+    m_addressesChanged = m_addressesChanged || changes.links || changes.addresses;
+    m_routesChanged = m_routesChanged || changes.links || changes.addresses || changes.routes;
+}
+
+const std::vector<LinuxNetworkReader::Link>& LinuxNetworkReader::links()
+{
+    takeChanges();
+    if (!std::exchange(m_linksChanged, false))
+        return m_linkList;
+    m_linkList.clear();
+    m_bridges.clear();
+    for (const std::string& name : m_sysfs.list("sys/class/net")) {
+        Link link{name, QString::fromStdString(name), m_sysfs.exists(netPath(name, "device")), isWireless(name), {}, {}};
+        // Held open only where notifications say when the interface goes (its files then fail).
+        if (m_watch) {
+            link.rx = m_sysfs.open(netPath(name, "statistics/rx_bytes"));
+            link.tx = m_sysfs.open(netPath(name, "statistics/tx_bytes"));
+        }
+        m_linkList.push_back(std::move(link));
+    }
+    return m_linkList;
+}
+
+std::optional<uint64_t> LinuxNetworkReader::readCounter(const Link& link, const RootedFileReader::OpenFile& held,
+                                                        std::string_view file) const
+{
+    if (!held.isOpen())
+        return m_sysfs.readUnsigned(netPath(link.name, file));
+    char buffer[64];
+    const long n = held.readRecord(buffer, sizeof buffer);
+    return n < 0 ? std::nullopt : SysText::toUnsigned({buffer, std::size_t(n)});
+}
+
+std::optional<LinuxNetworkReader::FileStamp> LinuxNetworkReader::stamp(std::string_view relative) const
+{
+    struct stat st;
+    if (::stat(m_sysfs.path(relative).c_str(), &st) != 0)
+        return std::nullopt;
+    return FileStamp{st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec, st.st_ctim.tv_nsec};
+}
+
+std::optional<std::string> LinuxNetworkReader::readUnlessUnchanged(std::string_view relative, StampedText& cache)
+{
+    // A file is read again when it was replaced or written since; without notifications, always.
+    if (m_watch) {
+        const std::optional<FileStamp> now = stamp(relative);
+        if (cache.valid && now == cache.stamp)
+            return cache.text;
+        cache.stamp = now;
+    }
+    cache.text = m_sysfs.readText(relative);
+    cache.valid = m_watch != nullptr;
+    return cache.text;
 }
 
 std::string LinuxNetworkReader::netPath(const std::string& name, std::string_view file) const
@@ -176,17 +245,25 @@ bool LinuxNetworkReader::isWireless(const std::string& name) const
 std::map<QString, InterfaceCounters> LinuxNetworkReader::readCounters()
 {
     std::map<QString, InterfaceCounters> out;
-    for (const std::string& name : m_sysfs.list("sys/class/net")) {
-        const auto rx = m_sysfs.readUnsigned(netPath(name, "statistics/rx_bytes"));
-        const auto tx = m_sysfs.readUnsigned(netPath(name, "statistics/tx_bytes"));
+    for (const Link& link : links()) {
+        const auto rx = readCounter(link, link.rx, "statistics/rx_bytes");
+        const auto tx = readCounter(link, link.tx, "statistics/tx_bytes");
         if (!rx || !tx)
             continue; // gone between the listing and the read
-        out[QString::fromStdString(name)] = {*rx, *tx, m_sysfs.exists(netPath(name, "device"))};
+        out.emplace_hint(out.end(), link.qName, InterfaceCounters{*rx, *tx, link.hardware});
     }
     return out;
 }
 
 std::map<QString, Addresses> LinuxNetworkReader::readAddresses()
+{
+    takeChanges();
+    if (std::exchange(m_addressesChanged, false) || !m_watch)
+        m_addresses = listAddresses();
+    return m_addresses;
+}
+
+std::map<QString, Addresses> LinuxNetworkReader::listAddresses()
 {
     std::map<QString, Addresses> out;
     ifaddrs* list = nullptr;
@@ -215,18 +292,21 @@ std::map<QString, Addresses> LinuxNetworkReader::readAddresses()
 
 GlobalNetworkState LinuxNetworkReader::readGlobalState()
 {
-    GlobalNetworkState state;
-    if (const auto table = m_sysfs.readText("proc/net/route")) {
-        const NetText::DefaultRoute route = NetText::defaultRoute(*table);
-        state.primaryInterface = route.interface;
-        state.router = route.gateway;
+    takeChanges();
+    if (std::exchange(m_routesChanged, false) || !m_watch) {
+        m_route = {};
+        if (const auto table = m_sysfs.readText("proc/net/route"))
+            m_route = NetText::defaultRoute(*table);
     }
-    if (const auto conf = m_sysfs.readText("etc/resolv.conf"))
+    GlobalNetworkState state;
+    state.primaryInterface = m_route.interface;
+    state.router = m_route.gateway;
+    if (const auto conf = readUnlessUnchanged("etc/resolv.conf", m_resolvConf))
         state.dns = NetText::nameservers(*conf);
     // A resolv.conf that names only systemd-resolved's stub hides the real servers; resolved keeps
     // the upstream list in a file of its own.
     if (state.dns == QStringList{QStringLiteral("127.0.0.53")}) {
-        if (const auto upstream = m_sysfs.readText("run/systemd/resolve/resolv.conf")) {
+        if (const auto upstream = readUnlessUnchanged("run/systemd/resolve/resolv.conf", m_resolvedConf)) {
             const QStringList servers = NetText::nameservers(*upstream);
             if (!servers.isEmpty())
                 state.dns = servers;
@@ -238,9 +318,9 @@ GlobalNetworkState LinuxNetworkReader::readGlobalState()
 std::optional<WiFiReading> LinuxNetworkReader::readWiFi()
 {
     std::string name;
-    for (const std::string& candidate : m_sysfs.list("sys/class/net"))
-        if (isWireless(candidate)) {
-            name = candidate;
+    for (const Link& link : links())
+        if (link.wireless) {
+            name = link.name;
             break;
         }
     if (name.empty())
@@ -318,12 +398,32 @@ std::map<QString, QString> LinuxNetworkReader::readHardwareAddresses()
 
 bool LinuxNetworkReader::isBridge(const QString& bsdName)
 {
-    return m_sysfs.isDirectory(netPath(bsdName.toStdString(), "bridge"));
+    links(); // forgets what it knew when the interfaces changed
+    const auto known = m_bridges.find(bsdName);
+    if (known != m_bridges.end())
+        return known->second;
+    const bool bridge = m_sysfs.isDirectory(netPath(bsdName.toStdString(), "bridge"));
+    if (m_watch)
+        m_bridges.emplace(bsdName, bridge);
+    return bridge;
 }
 
 PingCommand LinuxNetworkReader::pingCommand(const QString& host, int timeoutSeconds) const
 {
     return iputilsPing(QStringLiteral("/bin/ping"), host, timeoutSeconds);
+}
+
+bool LinuxNetworkReader::sendEchoRequest(const QString& host, int timeoutSeconds,
+                                         std::function<void(std::optional<double>)> done)
+{
+    // Names are left to the ping program, which looks them up itself.
+    const QHostAddress address(host);
+    if (address.isNull() || m_echoRefused)
+        return false;
+    m_echo = IcmpEchoRequest::send(address, timeoutSeconds * 1000, std::move(done));
+    // Refused once (no group of ours may open the socket), refused for the life of the process.
+    m_echoRefused = !m_echo;
+    return m_echo != nullptr;
 }
 
 PingCommand LinuxNetworkReader::iputilsPing(const QString& program, const QString& host, int timeoutSeconds)

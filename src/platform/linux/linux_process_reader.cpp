@@ -58,20 +58,27 @@ LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::mo
     const long page = ::sysconf(_SC_PAGESIZE);
     m_pageSize = uint64_t(page > 0 ? page : 4096);
     m_holdFiles = m_sysfs.isProcFileSystem("proc");
-    // Two descriptors per held process, within a quarter of the descriptor limit; processes beyond
-    // that are opened and closed on each sample instead.
+    // Up to three descriptors per held process, within three eighths of the descriptor limit;
+    // processes beyond that are opened and closed on each sample instead.
     const rlim_t soft = m_holdFiles ? raisedDescriptorLimit() : 1024;
     m_holdLimit = std::size_t(std::min<rlim_t>(soft, 8192) / 8);
 }
 
-uint64_t LinuxProcessReader::residentBytes(int32_t pid, uint64_t statPages)
+uint64_t LinuxProcessReader::residentBytes(int32_t pid, uint64_t statPages, HeldFiles* held)
 {
     const int64_t approximate = int64_t(std::min<uint64_t>(statPages, uint64_t(INT64_MAX) / m_pageSize) * m_pageSize);
     auto correction = m_residentCorrection.find(pid);
     const bool due = (uint32_t(pid) + m_sampleCount) % residentRefreshSamples == 0;
     if (correction == m_residentCorrection.end() || due) {
         char statm[256];
-        const long n = m_sysfs.readInto(PidPath(pid, "statm"), statm, sizeof statm);
+        long n = -1;
+        if (held) {
+            if (!held->statm.isOpen())
+                held->statm = m_sysfs.open(PidPath(pid, "statm"));
+            n = held->statm.readRecord(statm, sizeof statm);
+        } else {
+            n = m_sysfs.readInto(PidPath(pid, "statm"), statm, sizeof statm);
+        }
         const auto exact = n > 0 ? ProcParse::statmResidentPages({statm, std::size_t(n)}) : std::nullopt;
         const int64_t difference =
             exact && *exact < uint64_t(INT64_MAX) / m_pageSize ? int64_t(*exact * m_pageSize) - approximate : 0;
@@ -81,7 +88,7 @@ uint64_t LinuxProcessReader::residentBytes(int32_t pid, uint64_t statPages)
 }
 
 std::optional<ProcessUsage> LinuxProcessReader::usageFrom(int32_t pid, const char* stat, long statSize, const char* io,
-                                                          long ioSize)
+                                                          long ioSize, HeldFiles* held)
 {
     if (statSize <= 0)
         return std::nullopt;
@@ -89,7 +96,7 @@ std::optional<ProcessUsage> LinuxProcessReader::usageFrom(int32_t pid, const cha
     if (!statCounters)
         return std::nullopt;
     const auto ioCounters = ioSize > 0 ? ProcParse::pidIo({io, std::size_t(ioSize)}) : std::nullopt;
-    return ProcessUsage{statCounters->cpuTicks, residentBytes(pid, statCounters->residentPages),
+    return ProcessUsage{statCounters->cpuTicks, residentBytes(pid, statCounters->residentPages, held),
                         ioCounters ? ioCounters->readBytes : 0, ioCounters ? ioCounters->writeBytes : 0};
 }
 
@@ -121,27 +128,27 @@ std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
     char io[1024];
     const auto held = m_held.find(pid);
     if (held != m_held.end()) {
-        const long statSize = held->second.stat.read(stat, sizeof stat);
-        const long ioSize = held->second.io.isOpen() ? held->second.io.read(io, sizeof io) : -1;
-        if (const auto usage = usageFrom(pid, stat, statSize, io, ioSize))
+        const long statSize = held->second.stat.readRecord(stat, sizeof stat);
+        const long ioSize = held->second.io.isOpen() ? held->second.io.readRecord(io, sizeof io) : -1;
+        if (const auto usage = usageFrom(pid, stat, statSize, io, ioSize, &held->second))
             return usage;
         // Ended, or its pid now names another process: open afresh below.
         m_held.erase(held);
         m_residentCorrection.erase(pid);
     }
     if (m_holdFiles && m_held.size() < m_holdLimit) {
-        HeldFiles files{m_sysfs.open(PidPath(pid, "stat")), m_sysfs.open(PidPath(pid, "io"))};
-        const long statSize = files.stat.read(stat, sizeof stat);
-        const long ioSize = files.io.read(io, sizeof io);
+        HeldFiles files{m_sysfs.open(PidPath(pid, "stat")), m_sysfs.open(PidPath(pid, "io")), {}};
+        const long statSize = files.stat.readRecord(stat, sizeof stat);
+        const long ioSize = files.io.readRecord(io, sizeof io);
         if (ioSize <= 0)
             files.io = RootedFileReader::OpenFile(); // another user's process: its io is not asked again
-        const auto usage = usageFrom(pid, stat, statSize, io, ioSize);
+        const auto usage = usageFrom(pid, stat, statSize, io, ioSize, &files);
         if (usage)
             m_held.emplace(pid, std::move(files));
         return usage;
     }
     const long statSize = m_sysfs.readInto(PidPath(pid, "stat"), stat, sizeof stat);
-    return usageFrom(pid, stat, statSize, io, m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io));
+    return usageFrom(pid, stat, statSize, io, m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io), nullptr);
 }
 
 std::optional<QString> LinuxProcessReader::shortName(int32_t pid)

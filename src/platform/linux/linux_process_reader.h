@@ -31,16 +31,19 @@ public:
     static constexpr uint32_t residentRefreshSamples = 8;
 
 private:
-    // The two counter files of a process, held open across samples. A held file belongs to the
-    // process it was opened for: once that process ends, reading fails, even if its pid was reused.
+    // The counter files of a process, held open across samples. A held file belongs to the process
+    // it was opened for: once that process ends, reading fails, even if its pid was reused.
     struct HeldFiles {
         RootedFileReader::OpenFile stat;
-        RootedFileReader::OpenFile io; // not open for another user's process
+        RootedFileReader::OpenFile io;    // not open for another user's process
+        RootedFileReader::OpenFile statm; // opened at the first exact reading of the resident set
     };
 
-    std::optional<ProcessUsage> usageFrom(int32_t pid, const char* stat, long statSize, const char* io, long ioSize);
+    // `held` is null for a process whose files are not held.
+    std::optional<ProcessUsage> usageFrom(int32_t pid, const char* stat, long statSize, const char* io, long ioSize,
+                                          HeldFiles* held);
     // stat's resident set, corrected by the difference to statm's exact figure at its last reading.
-    uint64_t residentBytes(int32_t pid, uint64_t statPages);
+    uint64_t residentBytes(int32_t pid, uint64_t statPages, HeldFiles* held);
 
     RootedFileReader m_sysfs;
     double m_ticksToNanos;

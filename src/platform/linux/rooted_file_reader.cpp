@@ -249,6 +249,25 @@ long RootedFileReader::OpenFile::read(char* buffer, std::size_t capacity) const
     return long(total);
 }
 
+long RootedFileReader::OpenFile::readRecord(char* buffer, std::size_t capacity) const
+{
+    if (m_fd < 0)
+        return -1;
+    for (;;) {
+        const ssize_t n = ::pread(m_fd, buffer, capacity, 0);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return -1;
+        // A record the kernel builds at once comes whole in one read when it fits; the closing empty
+        // read would be a second system call for every file of every process.
+        if (std::size_t(n) < capacity)
+            return long(n);
+        break;
+    }
+    return read(buffer, capacity);
+}
+
 bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes) const
 {
     out.clear();

@@ -75,6 +75,9 @@ public:
         // The whole file from offset 0 into the buffer; the byte count, or -1 on failure (for a proc
         // file: the process has ended).
         long read(char* buffer, std::size_t capacity) const;
+        // The same for a file of one record (a sysfs attribute; a proc file of one process, such as
+        // stat, io or statm): what one read hands over is the whole file unless it filled the buffer.
+        long readRecord(char* buffer, std::size_t capacity) const;
 
     private:
         int m_fd = -1;
