@@ -212,6 +212,13 @@ void AppDelegate::showSettings()
             return self ? self->m_hub->weather.autoLocation() : std::optional<WeatherLocation>{};
         };
         context.metrics = m_metrics.get();
+        context.calendarState = [self] {
+            return self ? self->m_hub->calendar.state() : std::make_shared<const CalendarState>();
+        };
+        context.calendarSourcesChanged = [self] {
+            if (self)
+                self->m_hub->calendar.reloadSources();
+        };
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }
     m_settingsWindow->present();

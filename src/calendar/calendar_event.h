@@ -30,6 +30,7 @@ struct CalendarEvent {
     // Where a click on the event goes: the calendar application that owns it, or the event's own
     // address; empty when there is nowhere to go.
     QUrl openURL;
+    bool operator==(const CalendarEvent&) const = default;
 };
 
 // One calendar, for the settings list.
@@ -47,6 +48,7 @@ struct CalendarState {
     CalendarAccess access = CalendarAccess::notDetermined;
     std::vector<CalendarInfo> calendars; // sorted by source, then title
     std::vector<CalendarEvent> events;   // by start; all-day first on equal starts
+    bool operator==(const CalendarState&) const = default;
 
     // The timed event to show as next at `now`: the first one not yet over, unless it has been
     // running for more than 15 minutes, in which case the first one that starts after now.

@@ -2,6 +2,7 @@
 
 #include "alerts/rule_engine.h"
 #include "core/clock.h"
+#include "core/paths.h"
 #include "insight/insight_engine.h"
 
 
@@ -20,12 +21,15 @@ Hub::Hub(AppSettings& settings, SystemReaders readers, QObject* parent)
       network(std::move(readers.network)), sensors(std::move(readers.sensors)),
       battery(std::move(readers.battery)), astronomy([this] { return now(); }),
       devices(std::move(readers.devices), [this] { return now(); }),
+      calendar(settings.preferences(), std::move(readers.calendars), Paths::cacheDir() + "/calendars"),
       m_settings(settings), m_machine(std::move(readers.machine)),
       m_keepAwake(std::move(readers.powerAssertions)), m_insights(std::make_unique<InsightEngine>(*this)),
       m_speedTest(std::make_unique<SpeedTest>(settings.preferences()))
 {
     network.now = [this] { return now(); };
     weather.now = [this] { return now(); };
+    calendar.now = [this] { return now(); };
+    connect(&calendar, &CalendarEvents::changed, this, &Hub::changedBetweenTicks);
     connect(&devices, &DeviceMonitor::changed, this, &Hub::devicesChanged);
 }
 
@@ -89,7 +93,8 @@ void Hub::tick()
     // Arrivals and departures come from the subscription; attached devices are read again now and then.
     if (config.showDevices && devices.refreshDue(time))
         devices.refresh();
-    // Calendar events are polled here once that service exists.
+    if (config.showEvents)
+        calendar.refreshIfNeeded(config.eventDays, config.hiddenCalendars);
     if (usesWeather(config)) {
         weather.refreshIfNeeded(config.weatherLocation, false);
         astronomy.update(weather.location());
@@ -136,6 +141,11 @@ void Hub::devicesChanged()
 {
     // Outside a tick the rest of the snapshot stays as the last tick left it.
     m_snapshot.connectedDevices = devices.devices();
+    changedBetweenTicks();
+}
+
+void Hub::changedBetweenTicks()
+{
     if (m_inTick)
         return; // the tick's own snapshot and signal follow
     Q_EMIT changed();

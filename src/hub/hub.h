@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calendar/calendar_events.h"
 #include "core/app_settings.h"
 #include "hub/hub_snapshot.h"
 #include "hub/system_readers.h"
@@ -60,7 +61,7 @@ public:
     // The temperature the menu bar shows: the chosen sensor, else the CPU's, else the battery's.
     std::optional<double> menubarTemperature() const;
 
-    // Called at the end of every tick, and when the list of connected devices changes in between.
+    // Called at the end of every tick, and when the connected devices or calendar events change in between.
     std::function<void()> onTick;
 
     // The live state of the last tick (empty before the first); see HubSnapshot.
@@ -94,6 +95,8 @@ public:
     AstronomyMonitor astronomy;
     // Attached phones and tablets; its list also changes between ticks, as devices come and go.
     DeviceMonitor devices;
+    // Upcoming calendar events; fetched on a worker, published between ticks.
+    CalendarEvents calendar;
 
     // True when an enabled item shows weather or sky (combined, weather, astronomy); only then does
     // the tick touch the weather service.
@@ -113,13 +116,15 @@ public:
     void configChanged(const Config& oldConfig, const Config& newConfig);
 
 Q_SIGNALS:
-    // Emitted once at the end of every tick, before onTick, and when the connected devices change.
+    // Emitted once at the end of every tick, before onTick, and when the connected devices or the
+    // calendar events change.
     void changed();
 
 private:
     void startCommon();
     void recordHistory(double time);
     void devicesChanged();
+    void changedBetweenTicks();
 
     AppSettings& m_settings;
     std::unique_ptr<MachineReader> m_machine;

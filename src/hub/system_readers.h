@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calendar/calendar_store.h"
 #include "core/keep_awake.h"
 #include "devices/mobile_device_api.h"
 #include "monitors/battery_monitor.h"
@@ -32,6 +33,9 @@ struct SystemReaders {
     std::unique_ptr<PowerAssertions> powerAssertions;
     // The phone and tablet library's entry points; nullptr where it is not installed.
     std::shared_ptr<const MobileDeviceAPI> devices;
+    // The desktop's calendars; nullptr where there is no calendar store (then only the calendars added
+    // in Settings are read).
+    std::shared_ptr<CalendarStore> calendars;
 };
 
 // The readers of the running system. The platform's folder defines it (src/platform/linux/ on Linux):

@@ -72,6 +72,7 @@ PanelSnapshot PanelSnapshot::from(const Hub& hub)
     s.sky = hub.astronomy.snapshot();
 
     s.devices = hub.snapshot().connectedDevices;
+    s.calendar = hub.calendar.state();
     s.keepAwake = {hub.keepAwake().isActive, hub.keepAwake().statusText()};
     s.insight = hub.insights().current();
     return s;

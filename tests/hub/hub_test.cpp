@@ -1,6 +1,7 @@
 #include "hub/hub.h"
 
 #include "insight/insight_engine.h"
+#include "panels/panel_snapshot.h"
 
 #include "../monitors/snapshot_root.h"
 #include "../support/test_support.h"
@@ -13,6 +14,7 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <atomic>
 
 using namespace pulsebar;
 
@@ -116,4 +118,45 @@ TEST(Hub, TicksOverFixtureReadersGiveTheSnapshotTheInsightAndTheHistoryRows)
     EXPECT_NEAR(recorded[1][1], 166.0 / 3, 1e-9);
     EXPECT_EQ(recorded[1][2], 25);
     EXPECT_EQ(recorded.back()[0], time);
+}
+
+TEST(Hub, TicksPollTheCalendarOnlyWhileEventsAreShownAndItsNewStateReachesThePanels)
+{
+    struct CountingStore : CalendarStore {
+        std::atomic<int> reads{0};
+        Reading read(const CalendarRange&, const QSet<QString>&) override
+        {
+            ++reads;
+            return {{CalendarFeed{{"eds:p", "Personal", "On This Computer", QColor(Qt::blue)}, {}, {}}}, {}};
+        }
+    };
+    test::IsolatedSettings isolated;
+    test::SnapshotRoot root("sys-basic-1");
+    SystemReaders readers = test::fixtureReaders(root.path());
+    auto store = std::make_shared<CountingStore>();
+    readers.calendars = store;
+    Config c = isolated.settings.config();
+    c.showEvents = false;
+    isolated.settings.setConfig(c);
+    Hub hub(isolated.settings, std::move(readers));
+    double time = 1'700'000'000;
+    hub.now = [&] { return time; };
+    int ticks = 0;
+    hub.onTick = [&] { ++ticks; };
+
+    hub.tick();
+    hub.calendar.waitForFetch();
+    EXPECT_EQ(store->reads, 0);
+    c.showEvents = true;
+    isolated.settings.setConfig(c);
+    hub.tick();
+    hub.calendar.waitForFetch(); // the fetched state arrives between ticks and is announced like one
+    EXPECT_EQ(store->reads, 1);
+    EXPECT_EQ(ticks, 3);
+    EXPECT_EQ(hub.calendar.state()->access, CalendarAccess::granted);
+    EXPECT_EQ(PanelSnapshot::from(hub).calendar, hub.calendar.state());
+    time += 2;
+    hub.tick(); // within the minute: not again
+    hub.calendar.waitForFetch();
+    EXPECT_EQ(store->reads, 1);
 }

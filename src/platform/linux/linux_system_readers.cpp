@@ -4,6 +4,7 @@
 #include "monitors/smc_sensor_source.h"
 #include "platform/linux/hwmon_sensor_source.h"
 #include "platform/linux/imobiledevice.h"
+#include "platform/linux/linux_calendar_store.h"
 #include "platform/linux/linux_cpu_reader.h"
 #include "platform/linux/linux_disk_reader.h"
 #include "platform/linux/linux_gpu_reader.h"
@@ -41,6 +42,8 @@ SystemReaders systemReaders()
     // Devices are not files under the sysroot: a fixture tree has none, the running system has the
     // ones usbmuxd sees.
     readers.devices = systemMobileDeviceAPI();
+    // Nor are calendars: they are the user's, found through the session and the XDG folders.
+    readers.calendars = systemCalendarStore();
     return readers;
 }
 
