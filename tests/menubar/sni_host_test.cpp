@@ -231,8 +231,9 @@ TEST_F(SNIHost, EachModuleIsAnItemWithItsLabelIconsAndMenuAndQuitEndsTheApp)
     QDBusConnection::sessionBus().call(event, QDBus::Block, 5000);
     ASSERT_TRUE(app.waitForFinished(15000));
     EXPECT_EQ(app.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(app.exitCode(), 0);
-    EXPECT_FALSE(app.readAllStandardError().contains("AddressSanitizer"));
+    const QByteArray errors = app.readAllStandardError();
+    EXPECT_EQ(app.exitCode(), 0) << errors.right(4000).constData();
+    EXPECT_FALSE(errors.contains("AddressSanitizer")) << errors.right(4000).constData();
     EXPECT_TRUE(test::waitUntil([] { return registeredItems().isEmpty(); }, 10000));
 }
 

@@ -100,7 +100,8 @@ struct ServerOverTickingHub {
 
 TEST(MetricsServer, OversizedAndUnfinishedRequestsAreCutOffWhileTheHubTicks)
 {
-    ServerOverTickingHub fixture(16, 400);
+    // The unfinished heads are held for a second, long enough for several quarter-second ticks.
+    ServerOverTickingHub fixture(16, 1000);
     const quint16 port = fixture.server.port();
     const int ticksBefore = fixture.hub.tickCount();
 
