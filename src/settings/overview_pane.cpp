@@ -110,16 +110,8 @@ private:
 
     void moveSelected(int by)
     {
-        const int from = m_list->currentRow();
-        const int to = from + by;
-        if (from < 0 || to < 0 || to >= m_list->count())
-            return;
-        {
-            const QSignalBlocker block(m_list);
-            m_list->insertItem(to, m_list->takeItem(from));
-        }
-        m_list->setCurrentRow(to);
-        commit();
+        if (moveSelectedRow(m_list, by))
+            commit();
     }
 
     QListWidget* m_list;

@@ -6,6 +6,8 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace pulsebar {
@@ -62,6 +64,20 @@ QLabel* SettingsPane::addErrorLine(QFormLayout* form, const QString& objectName)
     line->hide();
     form->addRow(QString(), line);
     return line;
+}
+
+bool SettingsPane::moveSelectedRow(QListWidget* list, int by)
+{
+    const int from = list->currentRow();
+    const int to = from + by;
+    if (from < 0 || to < 0 || to >= list->count())
+        return false;
+    {
+        const QSignalBlocker block(list);
+        list->insertItem(to, list->takeItem(from));
+    }
+    list->setCurrentRow(to);
+    return true;
 }
 
 void SettingsPane::showErrorLine(QLabel* line, const QString& error)

@@ -17,6 +17,7 @@ class QDoubleSpinBox;
 class QFormLayout;
 class QLabel;
 class QLineEdit;
+class QListWidget;
 class QVBoxLayout;
 
 namespace pulsebar {
@@ -73,6 +74,9 @@ protected:
     // A red, wrapping line under a field for what is wrong with it; hidden until it has a text.
     QLabel* addErrorLine(QFormLayout* form, const QString& objectName);
     static void showErrorLine(QLabel* line, const QString& error);
+    // Moves the selected entry of an ordered list `by` places, keeping it selected; false when it cannot
+    // move (nothing selected, or already at that end).
+    static bool moveSelectedRow(QListWidget* list, int by);
     void finish();
 
     // A combo box of fixed choices, an entry per title, named for tests and screen readers.
