@@ -215,9 +215,13 @@ void AppDelegate::showSettings()
         context.calendarState = [self] {
             return self ? self->m_hub->calendar.state() : std::make_shared<const CalendarState>();
         };
-        context.calendarSourcesChanged = [self] {
+        context.refreshCalendars = [self] {
             if (self)
                 self->m_hub->calendar.reloadSources();
+        };
+        context.watchCalendars = [self](QObject* receiver, std::function<void()> changed) {
+            if (self)
+                QObject::connect(&self->m_hub->calendar, &CalendarEvents::changed, receiver, std::move(changed));
         };
         m_settingsWindow = std::make_unique<SettingsWindow>(std::move(context));
     }

@@ -93,7 +93,7 @@ void Hub::tick()
     // Arrivals and departures come from the subscription; attached devices are read again now and then.
     if (config.showDevices && devices.refreshDue(time))
         devices.refresh();
-    if (config.showEvents)
+    if (!m_isHeadless && showsEvents(config))
         calendar.refreshIfNeeded(config.eventDays, config.hiddenCalendars);
     if (usesWeather(config)) {
         weather.refreshIfNeeded(config.weatherLocation, false);
@@ -159,6 +159,13 @@ bool Hub::usesWeather(const Config& config)
         return m.enabled
                && (m.kind == ModuleKind::combined || m.kind == ModuleKind::weather || m.kind == ModuleKind::astronomy);
     });
+}
+
+bool Hub::showsEvents(const Config& config)
+{
+    return config.showEvents && std::any_of(config.modules.begin(), config.modules.end(), [](const ModuleConfig& m) {
+               return m.enabled && (m.kind == ModuleKind::time || m.kind == ModuleKind::combined);
+           });
 }
 
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)

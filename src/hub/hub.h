@@ -101,6 +101,9 @@ public:
     // True when an enabled item shows weather or sky (combined, weather, astronomy); only then does
     // the tick touch the weather service.
     static bool usesWeather(const Config& config);
+    // True when events are on and an enabled item shows them (the time item's panel, the overview's
+    // next-event tile). Otherwise no calendar is read, nor a calendar service started, on the tick.
+    static bool showsEvents(const Config& config);
 
     // The threshold rules and events; created on first use, which starts their 5 s of silence.
     RuleEngine& rules();

@@ -111,6 +111,8 @@ public:
         addNote(QStringLiteral("Invitations you declined at these addresses are not shown. The addresses of your "
                                "GNOME accounts are known already."));
         finish();
+        if (m_context.watchCalendars)
+            m_context.watchCalendars(this, [this] { loadCalendars(config()); });
     }
 
     void load(const Config& config) override
@@ -128,7 +130,11 @@ public:
 protected:
     void showEvent(QShowEvent* event) override
     {
-        load(config()); // the calendars found may have changed since the pane was last shown
+        load(config());
+        // The calendars may have changed since the last read, or, with no item showing events, never
+        // been read: read them now; the list follows when the read is done.
+        if (m_context.refreshCalendars)
+            m_context.refreshCalendars();
         SettingsPane::showEvent(event);
     }
 
@@ -193,8 +199,8 @@ private:
         if (!changed.save(m_context.settings.preferences()))
             return;
         loadSources();
-        if (m_context.calendarSourcesChanged)
-            m_context.calendarSourcesChanged();
+        if (m_context.refreshCalendars)
+            m_context.refreshCalendars();
     }
 
     void addFile()

@@ -44,10 +44,12 @@ struct SettingsContext {
         searchPlaces;
     std::function<std::optional<WeatherLocation>()> automaticPlace;
     MetricsExporter* metrics = nullptr;               // the running exporter, told of its preferences' changes
-    // The calendars and events of the last fetch, and the call that makes the calendar reread its
-    // sources (CalendarSources in the preferences) at once.
+    // The calendars and events of the last fetch; the call that makes the calendar read its sources
+    // (CalendarSources in the preferences) again at once; and a subscription to what that read finds,
+    // for as long as the receiver lives.
     std::function<std::shared_ptr<const CalendarState>()> calendarState;
-    std::function<void()> calendarSourcesChanged;
+    std::function<void()> refreshCalendars;
+    std::function<void(QObject* receiver, std::function<void()> changed)> watchCalendars;
 };
 
 // One page of the settings window: a form built from the current Config. Every edit assigns a new

@@ -147,7 +147,7 @@ TEST(EdsCalendars, EventsAddedThroughLibecalShowInTheCalendarState)
     test::ScopedEnv busAddress("DBUS_SESSION_BUS_ADDRESS", address);
     test::ScopedEnv runtime("XDG_RUNTIME_DIR", h + "/run");
     Preferences preferences(h + "/preferences.json");
-    auto store = std::make_shared<LinuxCalendarStore>(EdsCalendars::load(),
+    auto store = std::make_shared<LinuxCalendarStore>(&EdsCalendars::load,
                                                       LinuxCalendarStore::Folders{h + "/data", h + "/config", h});
     CalendarEvents events(preferences, store, h + "/cache");
     events.refreshIfNeeded(2, {});

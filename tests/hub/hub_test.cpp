@@ -120,7 +120,7 @@ TEST(Hub, TicksOverFixtureReadersGiveTheSnapshotTheInsightAndTheHistoryRows)
     EXPECT_EQ(recorded.back()[0], time);
 }
 
-TEST(Hub, TicksPollTheCalendarOnlyWhileEventsAreShownAndItsNewStateReachesThePanels)
+TEST(Hub, TicksPollTheCalendarOnlyWhileAnItemShowsEventsAndItsNewStateReachesThePanels)
 {
     struct CountingStore : CalendarStore {
         std::atomic<int> reads{0};
@@ -147,12 +147,18 @@ TEST(Hub, TicksPollTheCalendarOnlyWhileEventsAreShownAndItsNewStateReachesThePan
     hub.tick();
     hub.calendar.waitForFetch();
     EXPECT_EQ(store->reads, 0);
-    c.showEvents = true;
+    c.showEvents = true; // but no item that shows events is enabled yet
+    isolated.settings.setConfig(c);
+    hub.tick();
+    hub.calendar.waitForFetch();
+    EXPECT_EQ(store->reads, 0);
+    for (ModuleConfig& m : c.modules)
+        m.enabled = m.enabled || m.kind == ModuleKind::time;
     isolated.settings.setConfig(c);
     hub.tick();
     hub.calendar.waitForFetch(); // the fetched state arrives between ticks and is announced like one
     EXPECT_EQ(store->reads, 1);
-    EXPECT_EQ(ticks, 3);
+    EXPECT_EQ(ticks, 4);
     EXPECT_EQ(hub.calendar.state()->access, CalendarAccess::granted);
     EXPECT_EQ(PanelSnapshot::from(hub).calendar, hub.calendar.state());
     time += 2;

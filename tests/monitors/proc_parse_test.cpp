@@ -26,6 +26,8 @@ TEST(ProcParse, SmallFilesFailSoftly)
     EXPECT_EQ(ProcParse::loadAverage("0.10 0.20 0.30 1/2 3\n"), (std::array<double, 3>{0.1, 0.2, 0.3}));
     EXPECT_FALSE(ProcParse::loadAverage("0.10 0.20"));
     EXPECT_FALSE(ProcParse::loadAverage("nan 0.2 0.3"));
+    EXPECT_EQ(ProcParse::lastPid("0.10 0.20 0.30 1/2 3\n"), 3u);
+    EXPECT_FALSE(ProcParse::lastPid("0.10 0.20 0.30 1/2"));
     EXPECT_EQ(ProcParse::bootTime("cpu 1\nbtime 1700000000\n"), 1700000000.0);
     EXPECT_FALSE(ProcParse::bootTime("btime -5\n"));
     EXPECT_FALSE(ProcParse::memory("MemTotal: 100 kB\n", std::nullopt)); // no MemAvailable

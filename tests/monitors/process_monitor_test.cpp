@@ -237,3 +237,38 @@ TEST(ProcessMonitor, TheDescriptorLimitIsRaisedOnlyOnce)
     EXPECT_EQ(after.rlim_cur, limit.rlim_cur);
     ::setrlimit(RLIMIT_NOFILE, &before);
 }
+
+// On the live machine: a process that ends between two samples is gone from the second, and one
+// started after a sample is in the next, whether or not the sample lists proc/ again.
+TEST(ProcessMonitor, LiveProcessesComeAndGoBetweenSamples)
+{
+    const auto startChild = [] {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::pause();
+            ::_exit(0);
+        }
+        return child;
+    };
+    const auto endChild = [](pid_t child) {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    };
+    ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(RootedFileReader("/")));
+    const pid_t early = startChild();
+    ASSERT_GT(early, 0);
+    monitor.sample();
+    ASSERT_NE(find(monitor, early), nullptr);
+    endChild(early);
+    monitor.sample();
+    EXPECT_EQ(find(monitor, early), nullptr);
+    monitor.sample();
+    const pid_t late = startChild();
+    ASSERT_GT(late, 0);
+    monitor.sample();
+    EXPECT_NE(find(monitor, late), nullptr);
+    endChild(late);
+    monitor.sample();
+    EXPECT_EQ(find(monitor, late), nullptr);
+    EXPECT_NE(find(monitor, int32_t(::getpid())), nullptr);
+}

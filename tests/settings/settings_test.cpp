@@ -582,15 +582,22 @@ TEST_F(SettingsFixture, CalendarPaneHidesCalendarsAndChecksSubscriptions)
 {
     auto state = std::make_shared<CalendarState>();
     state->access = CalendarAccess::granted;
-    state->calendars = {{"work", "Work", "Google", QColor("#3b82f6")}, {"home", "Home", "Nextcloud", QColor("#22a06b")}};
-    int sourcesChanged = 0;
+    int refreshes = 0;
+    std::function<void()> calendarsRead;
     SettingsContext context{isolated.settings, notifier, &center};
     context.calendarState = [state] { return state; };
-    context.calendarSourcesChanged = [&] { ++sourcesChanged; };
+    context.refreshCalendars = [&] { ++refreshes; };
+    context.watchCalendars = [&](QObject*, std::function<void()> changed) { calendarsRead = std::move(changed); };
     window = std::make_unique<SettingsWindow>(std::move(context));
     window->present();
 
+    // Shown, the pane has the calendars read, and lists what the read finds.
     auto* calendars = widget<QListWidget>("calendar", "calendars");
+    EXPECT_EQ(calendars->count(), 0);
+    EXPECT_GE(refreshes, 1);
+    state->calendars = {{"work", "Work", "Google", QColor("#3b82f6")}, {"home", "Home", "Nextcloud", QColor("#22a06b")}};
+    ASSERT_TRUE(calendarsRead);
+    calendarsRead();
     ASSERT_EQ(calendars->count(), 2);
     EXPECT_EQ(calendars->item(1)->text(), "Home — Nextcloud");
     calendars->item(1)->setCheckState(Qt::Unchecked);
@@ -612,7 +619,7 @@ TEST_F(SettingsFixture, CalendarPaneHidesCalendarsAndChecksSubscriptions)
     }
     EXPECT_EQ(subscriptionError("ftp://example.org/cal.ics"),
               "“ftp://example.org/cal.ics” is not a calendar address: it must start with http://, https:// or webcal://.");
-    EXPECT_EQ(sourcesChanged, 0);
+    const int refreshesBefore = refreshes;
     for (const char* good : {"webcal://calendars.example.org/de.ics", "https://example.org/team.ics"}) {
         address->setText(good);
         QTest::keyClick(address, Qt::Key_Return);
@@ -623,7 +630,7 @@ TEST_F(SettingsFixture, CalendarPaneHidesCalendarsAndChecksSubscriptions)
     EXPECT_FALSE(error->isHidden()); // already there
     EXPECT_EQ(CalendarSources::load(isolated.preferences).subscriptions,
               QStringList({"webcal://calendars.example.org/de.ics", "https://example.org/team.ics"}));
-    EXPECT_EQ(sourcesChanged, 2);
+    EXPECT_EQ(refreshes, refreshesBefore + 2);
 
     auto* sources = widget<QListWidget>("calendar", "sources");
     sources->setCurrentRow(0);

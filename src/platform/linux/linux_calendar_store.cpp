@@ -15,8 +15,8 @@ LinuxCalendarStore::Folders LinuxCalendarStore::Folders::fromEnvironment()
             Paths::env("XDG_CONFIG_HOME", home + QStringLiteral("/.config")), home};
 }
 
-LinuxCalendarStore::LinuxCalendarStore(std::unique_ptr<EdsCalendars> eds, Folders folders)
-    : m_eds(std::move(eds)), m_folders(std::move(folders))
+LinuxCalendarStore::LinuxCalendarStore(EdsOpener openEds, Folders folders)
+    : m_openEds(std::move(openEds)), m_folders(std::move(folders))
 {
 }
 
@@ -25,6 +25,8 @@ LinuxCalendarStore::~LinuxCalendarStore() = default;
 CalendarStore::Reading LinuxCalendarStore::read(const CalendarRange& range, const QSet<QString>& hidden)
 {
     Reading reading;
+    if (m_openEds)
+        m_eds = std::exchange(m_openEds, nullptr)();
     if (m_eds)
         reading = m_eds->read(range, hidden);
     for (const VdirLocation& location : findVdirCalendars(m_folders.dataHome, m_folders.configHome, m_folders.home)) {
@@ -38,7 +40,7 @@ CalendarStore::Reading LinuxCalendarStore::read(const CalendarRange& range, cons
 
 std::shared_ptr<CalendarStore> systemCalendarStore()
 {
-    return std::make_shared<LinuxCalendarStore>(EdsCalendars::load(), LinuxCalendarStore::Folders::fromEnvironment());
+    return std::make_shared<LinuxCalendarStore>(&EdsCalendars::load, LinuxCalendarStore::Folders::fromEnvironment());
 }
 
 } // namespace pulsebar

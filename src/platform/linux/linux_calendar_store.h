@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace pulsebar {
@@ -11,7 +12,8 @@ namespace pulsebar {
 class EdsCalendars;
 
 // This computer's calendars: Evolution Data Server's (when libecal is installed), then the vdir folders
-// of vdirsyncer and khal found under the given XDG folders.
+// of vdirsyncer and khal found under the given XDG folders. EDS is opened at the first read, so a
+// Pulsebar that never shows events neither loads libecal nor starts the calendar service.
 class LinuxCalendarStore : public CalendarStore {
 public:
     struct Folders {
@@ -20,12 +22,14 @@ public:
         QString home;       // $HOME, for "~" in khal's configuration
         static Folders fromEnvironment();
     };
-    LinuxCalendarStore(std::unique_ptr<EdsCalendars> eds, Folders folders);
+    using EdsOpener = std::function<std::unique_ptr<EdsCalendars>()>;
+    LinuxCalendarStore(EdsOpener openEds, Folders folders);
     ~LinuxCalendarStore() override;
 
     Reading read(const CalendarRange& range, const QSet<QString>& hidden) override;
 
 private:
+    EdsOpener m_openEds; // emptied once called
     std::unique_ptr<EdsCalendars> m_eds;
     Folders m_folders;
 };

@@ -62,6 +62,24 @@ LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::mo
     // processes beyond that are opened and closed on each sample instead.
     const rlim_t soft = m_holdFiles ? raisedDescriptorLimit() : 1024;
     m_holdLimit = std::size_t(std::min<rlim_t>(soft, 8192) / 8);
+    if (m_holdFiles) {
+        m_procIsOwnNamespace = m_sysfs.readLink("proc/self") == std::to_string(::getpid());
+        m_loadavg.emplace(m_sysfs, "proc/loadavg");
+    }
+}
+
+std::optional<uint64_t> LinuxProcessReader::lastPid()
+{
+    char buffer[256];
+    const long n = m_loadavg ? m_loadavg->readInto(buffer, sizeof buffer) : -1;
+    return n > 0 ? ProcParse::lastPid({buffer, std::size_t(n)}) : std::nullopt;
+}
+
+bool LinuxProcessReader::canReuseListing()
+{
+    if (!m_procIsOwnNamespace || !m_lastPidAtListing || ++m_samplesSinceListing >= listingReuseSamples)
+        return false;
+    return lastPid() == m_lastPidAtListing;
 }
 
 uint64_t LinuxProcessReader::residentBytes(int32_t pid, uint64_t statPages, HeldFiles* held)
@@ -102,8 +120,18 @@ std::optional<ProcessUsage> LinuxProcessReader::usageFrom(int32_t pid, const cha
 
 bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
 {
-    out.clear();
     ++m_sampleCount;
+    if (canReuseListing()) {
+        std::erase_if(m_listed, [&](int32_t pid) {
+            return std::find(m_endedSinceListing.begin(), m_endedSinceListing.end(), pid) != m_endedSinceListing.end();
+        });
+        m_endedSinceListing.clear();
+        out = m_listed;
+        return true;
+    }
+    // Taken before the listing: a process started while proc/ is read then shows at the next sample.
+    const auto pidBeforeListing = m_procIsOwnNamespace ? lastPid() : std::nullopt;
+    out.clear();
     const bool listed = m_sysfs.forEachEntry("proc", [&](std::string_view name) {
         int32_t pid = 0;
         const auto [end, ec] = std::from_chars(name.data(), name.data() + name.size(), pid);
@@ -118,7 +146,13 @@ bool LinuxProcessReader::listPids(std::vector<int32_t>& out)
         const auto ended = [&](int32_t pid) { return !std::binary_search(out.begin(), out.end(), pid); };
         std::erase_if(m_held, [&](const auto& entry) { return ended(entry.first); });
         std::erase_if(m_residentCorrection, [&](const auto& entry) { return ended(entry.first); });
+        m_listed = out;
+        m_lastPidAtListing = pidBeforeListing;
+    } else {
+        m_lastPidAtListing.reset();
     }
+    m_samplesSinceListing = 0;
+    m_endedSinceListing.clear();
     return listed;
 }
 
@@ -145,10 +179,15 @@ std::optional<ProcessUsage> LinuxProcessReader::usage(int32_t pid)
         const auto usage = usageFrom(pid, stat, statSize, io, ioSize, &files);
         if (usage)
             m_held.emplace(pid, std::move(files));
+        else
+            m_endedSinceListing.push_back(pid);
         return usage;
     }
     const long statSize = m_sysfs.readInto(PidPath(pid, "stat"), stat, sizeof stat);
-    return usageFrom(pid, stat, statSize, io, m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io), nullptr);
+    auto usage = usageFrom(pid, stat, statSize, io, m_sysfs.readInto(PidPath(pid, "io"), io, sizeof io), nullptr);
+    if (!usage)
+        m_endedSinceListing.push_back(pid);
+    return usage;
 }
 
 std::optional<QString> LinuxProcessReader::shortName(int32_t pid)

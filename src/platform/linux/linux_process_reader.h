@@ -29,6 +29,8 @@ public:
     // Samples between two exact readings of one process's resident set; processes take their turns
     // spread over the samples, so each sample reads statm for about one process in this many.
     static constexpr uint32_t residentRefreshSamples = 8;
+    // Samples that may reuse one listing of proc/ while no new pid is handed out; then it is listed again.
+    static constexpr uint32_t listingReuseSamples = 30;
 
 private:
     // The counter files of a process, held open across samples. A held file belongs to the process
@@ -38,6 +40,12 @@ private:
         RootedFileReader::OpenFile io;    // not open for another user's process
         RootedFileReader::OpenFile statm; // opened at the first exact reading of the resident set
     };
+
+    // Listing proc/ is the costliest part of a sample (the kernel looks up every pid's entry). A new
+    // process or thread always takes a new pid, so while the last pid handed out stays the same, the
+    // previous list less the processes that have ended since is the list.
+    bool canReuseListing();
+    std::optional<uint64_t> lastPid();
 
     // `held` is null for a process whose files are not held.
     std::optional<ProcessUsage> usageFrom(int32_t pid, const char* stat, long statSize, const char* io, long ioSize,
@@ -53,6 +61,13 @@ private:
     std::unordered_map<int32_t, HeldFiles> m_held;
     std::unordered_map<int32_t, int64_t> m_residentCorrection; // bytes, by pid
     uint32_t m_sampleCount = 0;
+
+    bool m_procIsOwnNamespace = false; // proc/'s pids are this process's pid namespace's
+    std::optional<RootedFileReader::RepeatedFile> m_loadavg;
+    std::optional<uint64_t> m_lastPidAtListing;
+    uint32_t m_samplesSinceListing = 0;
+    std::vector<int32_t> m_listed;
+    std::vector<int32_t> m_endedSinceListing;
 };
 
 } // namespace pulsebar

@@ -131,6 +131,14 @@ std::optional<std::array<double, 3>> loadAverage(std::string_view procLoadavg)
     return values;
 }
 
+std::optional<uint64_t> lastPid(std::string_view procLoadavg)
+{
+    for (int field = 0; field < 4; ++field)
+        if (nextToken(procLoadavg).empty())
+            return std::nullopt;
+    return SysText::toUnsigned(nextToken(procLoadavg));
+}
+
 std::optional<double> uptime(std::string_view procUptime)
 {
     const auto value = SysText::toDouble(nextToken(procUptime));

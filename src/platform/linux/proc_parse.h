@@ -23,6 +23,8 @@ namespace ProcParse {
 bool cpuTicks(std::string_view procStat, std::vector<CPUTicks>& out);
 std::optional<double> bootTime(std::string_view procStat); // "btime", seconds since 1970
 std::optional<std::array<double, 3>> loadAverage(std::string_view procLoadavg);
+// The last pid the kernel handed out (loadavg's fifth field): it moves with every new process or thread.
+std::optional<uint64_t> lastPid(std::string_view procLoadavg);
 std::optional<double> uptime(std::string_view procUptime);
 // "model name" (x86), else "Hardware" or "Model" (ARM).
 std::optional<QString> cpuBrand(std::string_view procCpuinfo);
