@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <tuple>
 
 namespace pulsebar {
 
@@ -29,6 +31,36 @@ QColor withAlpha(QColor c, qreal alpha)
     return c;
 }
 
+// The rounded box every graph and gauge sits in, over the pixels it touches (from `origin`): its
+// track, and the coverage of its shape. Rasterising an antialiased rounded path, and clipping to it,
+// cost more than the rest of an icon, and the boxes are the same at every tick: each is drawn once.
+struct RoundedBox {
+    QPoint origin;
+    QImage track;
+    QImage mask;
+};
+
+const RoundedBox& roundedBox(const QRectF& box, qreal radius, const QColor& track)
+{
+    using Key = std::tuple<qreal, qreal, qreal, qreal, qreal, QRgb>;
+    thread_local std::map<Key, RoundedBox> drawn;
+    const Key key{box.x(), box.y(), box.width(), box.height(), radius, track.rgba()};
+    if (const auto found = drawn.find(key); found != drawn.end())
+        return found->second;
+    const QRect pixels = box.toAlignedRect();
+    QPainterPath path;
+    path.addRoundedRect(box.translated(-QPointF(pixels.topLeft())), radius, radius);
+    const auto paint = [&](const QColor& color) {
+        QImage image(pixels.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.fillPath(path, color);
+        return image;
+    };
+    return drawn.emplace(key, RoundedBox{pixels.topLeft(), paint(track), paint(Qt::black)}).first->second;
+}
+
 struct SquarePainter {
     QPainter& p;
     qreal s; // the square's side in pixels
@@ -38,16 +70,28 @@ struct SquarePainter {
 
     QColor colorOf(PartColor c) const { return monochrome ? fg : MenuBarRenderer::color(c, dark); }
 
-    void roundedBox(const QRectF& box, qreal radius)
+    // Draws the rounded box's track, then what `draw` paints, cut to the box's shape.
+    template <typename Draw>
+    void insideRoundedBox(const QRectF& box, qreal radius, Draw draw)
     {
-        QPainterPath path;
-        path.addRoundedRect(box, radius, radius);
-        p.fillPath(path, withAlpha(fg, trackOpacity));
-        p.setClipPath(path);
+        const RoundedBox& shape = roundedBox(box, radius, withAlpha(fg, trackOpacity));
+        p.drawImage(shape.origin, shape.track);
+        QImage layer(shape.mask.size(), QImage::Format_ARGB32_Premultiplied);
+        layer.fill(Qt::transparent);
+        {
+            QPainter inside(&layer);
+            inside.setRenderHint(QPainter::Antialiasing);
+            inside.translate(-QPointF(shape.origin));
+            draw(inside);
+            inside.resetTransform();
+            inside.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+            inside.drawImage(0, 0, shape.mask);
+        }
+        p.drawImage(shape.origin, layer);
     }
 
     // At most one bar per 2 px, newest at the right, each bar a pixel and a half or more.
-    void bars(const QRectF& box, const std::vector<double>& values, const QColor& color, bool upward)
+    static void bars(QPainter& p, const QRectF& box, const std::vector<double>& values, const QColor& color, bool upward)
     {
         const int slots = std::max(4, int(box.width() / 2));
         const qreal slot = box.width() / slots;
@@ -64,29 +108,27 @@ struct SquarePainter {
 
     void graph(const QRectF& box, const MenuBarPart& part)
     {
-        p.save();
-        roundedBox(box, s / 8);
-        if (part.kind == MenuBarPart::Kind::mirrored) {
-            const qreal half = box.height() / 2;
-            bars(QRectF(box.left(), box.top(), box.width(), half), part.values, colorOf(PartColor::orange), true);
-            bars(QRectF(box.left(), box.top() + half, box.width(), half), part.lowerValues, colorOf(PartColor::blue),
-                 false);
-        } else {
-            bars(box, part.values, colorOf(part.color), true);
-        }
-        p.restore();
+        insideRoundedBox(box, s / 8, [&](QPainter& inside) {
+            if (part.kind == MenuBarPart::Kind::mirrored) {
+                const qreal half = box.height() / 2;
+                bars(inside, QRectF(box.left(), box.top(), box.width(), half), part.values,
+                     colorOf(PartColor::orange), true);
+                bars(inside, QRectF(box.left(), box.top() + half, box.width(), half), part.lowerValues,
+                     colorOf(PartColor::blue), false);
+            } else {
+                bars(inside, box, part.values, colorOf(part.color), true);
+            }
+        });
     }
 
     void level(const QRectF& box, double fraction, const QColor& color)
     {
-        p.save();
-        roundedBox(box, std::min(box.width(), box.height()) / 4);
         const QRectF fill = box.height() >= box.width()
                                 ? QRectF(box.left(), box.bottom() - clamp01(fraction) * box.height(), box.width(),
                                          clamp01(fraction) * box.height())
                                 : QRectF(box.left(), box.top(), clamp01(fraction) * box.width(), box.height());
-        p.fillRect(fill, color);
-        p.restore();
+        insideRoundedBox(box, std::min(box.width(), box.height()) / 4,
+                         [&](QPainter& inside) { inside.fillRect(fill, color); });
     }
 
     void symbol(const MenuBarPart& part, const QRectF& box)
