@@ -334,13 +334,16 @@ void PanelBody::paintEvent(QPaintEvent*)
     }
 }
 
+PanelBody::RowFonts PanelBody::rowFonts() const
+{
+    const QFont smallFont = PanelStyle::smallFont(font());
+    return {font(), smallFont, fontMetrics().height(), QFontMetrics(smallFont).height()};
+}
+
 void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool highlighted) const
 {
     const QPalette& pal = palette();
-    const QFont base = font();
-    const QFont smallFont = PanelStyle::smallFont(base);
-    const int line = fontMetrics().height();
-    const int small = QFontMetrics(smallFont).height();
+    const RowFonts f = rowFonts();
     const QRect inner = r.adjusted(PanelStyle::margin, 0, -PanelStyle::margin, 0);
     if (highlighted) {
         p.setPen(Qt::NoPen);
@@ -350,10 +353,10 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
     }
     // `inset` keeps the value that far from the right edge (a button's outline goes around it).
     auto labelAndValue = [&](const QString& value, const QColor& valueColor, int inset = 0) {
-        p.setFont(base);
+        p.setFont(f.base);
         p.setPen(PanelStyle::text(pal));
         const int valueWidth = fontMetrics().horizontalAdvance(value);
-        const QRect top(inner.left(), r.top() + 2, inner.width(), line);
+        const QRect top(inner.left(), r.top() + 2, inner.width(), f.line);
         const int labelWidth = top.width() - valueWidth - 2 * inset - 8;
         p.drawText(top.adjusted(0, 0, -valueWidth - 2 * inset - 8, 0), Qt::AlignLeft | Qt::AlignVCenter,
                    fontMetrics().elidedText(row.label, Qt::ElideRight, labelWidth));
@@ -376,32 +379,32 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
             p.setPen(QPen(valueColor, 1));
             p.setBrush(Qt::NoBrush);
             p.drawRoundedRect(QRectF(inner.right() - valueWidth - 2 * buttonPadding + 0.5, r.top() + 2.5,
-                                     valueWidth + 2 * buttonPadding, line - 1),
+                                     valueWidth + 2 * buttonPadding, f.line - 1),
                               5, 5);
         }
         if (!row.series.empty()) {
-            const QRectF spark(inner.right() - valueWidth - 10 - sparkWidth, r.top() + 4, sparkWidth, line - 4);
+            const QRectF spark(inner.right() - valueWidth - 10 - sparkWidth, r.top() + 4, sparkWidth, f.line - 4);
             PanelRow sparkRow = row;
             paintTrail(p, sparkRow, spark);
         }
         if (!row.detail.isEmpty()) {
-            p.setFont(smallFont);
+            p.setFont(f.small);
             p.setPen(PanelStyle::secondary(pal));
-            p.drawText(QRect(inner.left(), r.top() + 2 + line, inner.width(), small * lineCount(row.detail)),
+            p.drawText(QRect(inner.left(), r.top() + 2 + f.line, inner.width(), f.smallLine * lineCount(row.detail)),
                        Qt::AlignLeft | Qt::AlignTop, row.detail);
         }
         break;
     }
     case Kind::bar: {
         labelAndValue(row.value, PanelStyle::text(pal));
-        int y = r.top() + 2 + line + 4;
+        int y = r.top() + 2 + f.line + 4;
         paintBar(p, row, QRectF(inner.left(), y, inner.width(), barThickness));
         y += barThickness + 2;
         if (!row.detail.isEmpty()) {
-            p.setFont(smallFont);
+            p.setFont(f.small);
             p.setPen(PanelStyle::secondary(pal));
-            p.drawText(QRect(inner.left(), y, inner.width(), small), Qt::AlignLeft | Qt::AlignVCenter, row.detail);
-            y += small + 2;
+            p.drawText(QRect(inner.left(), y, inner.width(), f.smallLine), Qt::AlignLeft | Qt::AlignVCenter, row.detail);
+            y += f.smallLine + 2;
         }
         if (!row.segments.empty())
             paintLegend(p, row, QRect(inner.left(), y + 4, inner.width(), legendHeight(row)));
@@ -409,22 +412,22 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
     }
     case Kind::columns: {
         labelAndValue(row.value, PanelStyle::secondary(pal));
-        paintColumns(p, row, QRectF(inner.left(), r.top() + 2 + line + 4, inner.width(), PanelStyle::columnsHeight));
+        paintColumns(p, row, QRectF(inner.left(), r.top() + 2 + f.line + 4, inner.width(), PanelStyle::columnsHeight));
         break;
     }
     case Kind::trail: {
         int y = r.top();
         if (!row.value.isEmpty()) {
-            p.setFont(smallFont);
+            p.setFont(f.small);
             p.setPen(PanelStyle::secondary(pal));
-            p.drawText(QRect(inner.left(), y, inner.width(), small), Qt::AlignLeft | Qt::AlignVCenter, row.value);
-            y += small + 2;
+            p.drawText(QRect(inner.left(), y, inner.width(), f.smallLine), Qt::AlignLeft | Qt::AlignVCenter, row.value);
+            y += f.smallLine + 2;
         }
         paintTrail(p, row, QRectF(inner.left(), y, inner.width(), PanelStyle::trailHeight));
         break;
     }
     case Kind::process: {
-        p.setFont(base);
+        p.setFont(f.base);
         const int valueWidth = fontMetrics().horizontalAdvance(row.value);
         const int moreWidth = highlighted ? fontMetrics().horizontalAdvance(moreGlyph) + 10 : 0;
         const QRect box(inner.left(), r.top(), inner.width(), r.height());
@@ -438,7 +441,7 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
         break;
     }
     case Kind::link: {
-        p.setFont(base);
+        p.setFont(f.base);
         p.setPen(row.color == PartColor::foreground ? PanelStyle::text(pal) : PanelStyle::color(row.color, pal));
         p.drawText(inner.adjusted(0, 7, -16, -7), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextWordWrap, row.value);
         if (row.target) {
@@ -457,33 +460,33 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
         if (hasTrail)
             paintTrail(p, row, trailBox);
         const int valueRight = hasTrail ? int(trailBox.left()) - 10 : inner.right();
-        QFont bold = base;
+        QFont bold = f.base;
         bold.setWeight(QFont::DemiBold);
         p.setFont(bold);
         p.setPen(PanelStyle::text(pal));
-        const QRect top(textLeft, r.top() + 6, valueRight - textLeft, line);
+        const QRect top(textLeft, r.top() + 6, valueRight - textLeft, f.line);
         p.drawText(top, Qt::AlignLeft | Qt::AlignVCenter, row.label);
-        p.setFont(base);
+        p.setFont(f.base);
         p.drawText(top, Qt::AlignRight | Qt::AlignVCenter, row.value);
         const QRect join = joinRect(row, r);
         if (!join.isEmpty())
             paintJoin(p, join);
-        p.setFont(smallFont);
+        p.setFont(f.small);
         p.setPen(PanelStyle::secondary(pal));
-        const QRect bottom(textLeft, r.top() + 6 + line, (join.isEmpty() ? valueRight : join.left() - 8) - textLeft,
-                           small);
+        const QRect bottom(textLeft, r.top() + 6 + f.line, (join.isEmpty() ? valueRight : join.left() - 8) - textLeft,
+                           f.smallLine);
         p.drawText(bottom, Qt::AlignLeft | Qt::AlignVCenter,
-                   QFontMetrics(smallFont).elidedText(row.detail, Qt::ElideRight, bottom.width()));
+                   QFontMetrics(f.small).elidedText(row.detail, Qt::ElideRight, bottom.width()));
         break;
     }
     case Kind::note:
-        p.setFont(smallFont);
+        p.setFont(f.small);
         p.setPen(PanelStyle::secondary(pal));
         p.drawText(inner.adjusted(0, 0, 0, -rowGap), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap, row.value);
         break;
     case Kind::forecast: {
         const QRect box(inner.left(), r.top(), inner.width(), r.height() - rowGap);
-        p.setFont(base);
+        p.setFont(f.base);
         p.setPen(PanelStyle::text(pal));
         p.drawText(box, Qt::AlignLeft | Qt::AlignVCenter, row.label);
         const int symbolLeft = box.left() + forecastLabelWidth;
@@ -491,7 +494,7 @@ void PanelBody::paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool 
             Symbols::draw(p, row.symbol, QRectF(symbolLeft, box.center().y() - symbolBox / 2.0, symbolBox, symbolBox),
                           PanelStyle::text(pal), Symbols::Style::palette);
         p.drawText(box, Qt::AlignRight | Qt::AlignVCenter, row.value);
-        p.setFont(smallFont);
+        p.setFont(f.small);
         p.setPen(PanelStyle::secondary(pal));
         p.drawText(box.adjusted(forecastLabelWidth + symbolBox + 12, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter,
                    row.detail);
@@ -532,22 +535,19 @@ void PanelBody::paintJoin(QPainter& p, const QRect& button) const
 void PanelBody::paintCalendarEvent(QPainter& p, const PanelRow& row, const QRect& r) const
 {
     const QPalette& pal = palette();
-    const QFont base = font();
-    const QFont smallFont = PanelStyle::smallFont(base);
-    const int line = fontMetrics().height();
-    const int small = QFontMetrics(smallFont).height();
+    const RowFonts f = rowFonts();
     const QRect inner = r.adjusted(PanelStyle::margin, 0, -PanelStyle::margin, 0);
     const QColor swatch = row.swatch.isValid() ? row.swatch : PanelStyle::secondary(pal);
     p.setPen(Qt::NoPen);
     p.setBrush(swatch);
-    p.drawRoundedRect(QRectF(inner.left(), r.top() + 3, swatchWidth, line + small), swatchWidth / 2.0,
+    p.drawRoundedRect(QRectF(inner.left(), r.top() + 3, swatchWidth, f.line + f.smallLine), swatchWidth / 2.0,
                       swatchWidth / 2.0);
     p.setBrush(Qt::NoBrush);
 
     const int left = inner.left() + swatchWidth + 8;
-    p.setFont(base);
+    p.setFont(f.base);
     const int valueWidth = fontMetrics().horizontalAdvance(row.value);
-    const QRect top(left, r.top() + 2, inner.right() - left + 1, line);
+    const QRect top(left, r.top() + 2, inner.right() - left + 1, f.line);
     p.setPen(PanelStyle::secondary(pal));
     p.drawText(top, Qt::AlignRight | Qt::AlignVCenter, row.value);
     p.setPen(PanelStyle::text(pal));
@@ -557,11 +557,11 @@ void PanelBody::paintCalendarEvent(QPainter& p, const PanelRow& row, const QRect
     const QRect join = joinRect(row, r);
     if (!join.isEmpty())
         paintJoin(p, join);
-    p.setFont(smallFont);
+    p.setFont(f.small);
     p.setPen(PanelStyle::secondary(pal));
-    const QRect bottom(left, r.top() + 3 + line, (join.isEmpty() ? inner.right() + 1 : join.left() - 8) - left, small);
+    const QRect bottom(left, r.top() + 3 + f.line, (join.isEmpty() ? inner.right() + 1 : join.left() - 8) - left, f.smallLine);
     p.drawText(bottom, Qt::AlignLeft | Qt::AlignVCenter,
-               QFontMetrics(smallFont).elidedText(row.detail, Qt::ElideRight, bottom.width()));
+               QFontMetrics(f.small).elidedText(row.detail, Qt::ElideRight, bottom.width()));
 }
 
 void PanelBody::paintMonth(QPainter& p, const PanelRow& row, const QRect& box) const
@@ -570,15 +570,12 @@ void PanelBody::paintMonth(QPainter& p, const PanelRow& row, const QRect& box) c
         return;
     const MonthGrid& grid = *row.month;
     const QPalette& pal = palette();
-    const QFont base = font();
-    const QFont smallFont = PanelStyle::smallFont(base);
-    const int line = fontMetrics().height();
-    const int small = QFontMetrics(smallFont).height();
-    QFont bold = base;
+    const RowFonts f = rowFonts();
+    QFont bold = f.base;
     bold.setWeight(QFont::DemiBold);
     p.setFont(bold);
     p.setPen(PanelStyle::text(pal));
-    p.drawText(QRect(box.left(), box.top() + 2, box.width(), line), Qt::AlignLeft | Qt::AlignVCenter, row.label);
+    p.drawText(QRect(box.left(), box.top() + 2, box.width(), f.line), Qt::AlignLeft | Qt::AlignVCenter, row.label);
 
     const bool numbered = !grid.weeks.empty() && !grid.weeks.front().number.isEmpty();
     const double numberWidth = numbered ? 28.0 : 0.0;
@@ -586,18 +583,18 @@ void PanelBody::paintMonth(QPainter& p, const PanelRow& row, const QRect& box) c
     const auto column = [&](int i, int y, int h) {
         return QRectF(box.left() + numberWidth + cell * i, y, cell, h);
     };
-    int y = box.top() + line + 4;
-    p.setFont(smallFont);
+    int y = box.top() + f.line + 4;
+    p.setFont(f.small);
     p.setPen(PanelStyle::secondary(pal));
     for (int i = 0; i < 7 && i < grid.weekdays.size(); ++i)
-        p.drawText(column(i, y, small), Qt::AlignCenter, grid.weekdays[i]);
-    y += small + 4;
+        p.drawText(column(i, y, f.smallLine), Qt::AlignCenter, grid.weekdays[i]);
+    y += f.smallLine + 4;
 
     QColor faint = PanelStyle::secondary(pal);
     faint.setAlphaF(0.55f);
     for (const MonthGrid::Week& week : grid.weeks) {
         if (numbered) {
-            p.setFont(smallFont);
+            p.setFont(f.small);
             p.setPen(faint);
             p.drawText(QRectF(box.left(), y, numberWidth - 6, monthCellHeight - 3.0), Qt::AlignRight | Qt::AlignVCenter,
                        week.number);
@@ -613,7 +610,7 @@ void PanelBody::paintMonth(QPainter& p, const PanelRow& row, const QRect& box) c
                 p.drawEllipse(disc);
                 p.setBrush(Qt::NoBrush);
             }
-            p.setFont(day.isToday ? bold : base);
+            p.setFont(day.isToday ? bold : f.base);
             p.setPen(day.isToday ? pal.color(QPalette::HighlightedText)
                                  : day.inMonth ? PanelStyle::text(pal) : faint);
             p.drawText(disc.adjusted(0, -1, 0, -1), Qt::AlignCenter, day.text);

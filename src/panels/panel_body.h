@@ -54,6 +54,14 @@ private:
     bool isActive(int index) const;
     void moveFocus(int step);
     QPoint menuPoint(int index) const;
+    // The fonts and line heights every row painter starts from.
+    struct RowFonts {
+        QFont base;
+        QFont small;
+        int line;
+        int smallLine;
+    };
+    RowFonts rowFonts() const;
     void paintRow(QPainter& p, const PanelRow& row, const QRect& r, bool highlighted) const;
     void paintMonth(QPainter& p, const PanelRow& row, const QRect& box) const;
     void paintCalendarEvent(QPainter& p, const PanelRow& row, const QRect& r) const;

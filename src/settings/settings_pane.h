@@ -31,6 +31,11 @@ class Notifier;
 // window works the same over the running hub, over sample states (--dump) and over fakes (tests);
 // each may be empty, and a pane then shows what it can without it.
 struct SettingsContext {
+    SettingsContext(AppSettings& settings, Notifier& notifier, HotKeyCenter* hotKeys = nullptr)
+        : settings(settings), notifier(notifier), hotKeys(hotKeys)
+    {
+    }
+
     AppSettings& settings;
     Notifier& notifier;
     HotKeyCenter* hotKeys = nullptr;                  // suspended while a shortcut is recorded

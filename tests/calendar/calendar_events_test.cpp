@@ -5,6 +5,7 @@
 #include "platform/linux/vdir_calendars.h"
 
 #include "../support/test_support.h"
+#include "london_time.h"
 #include "../weather/loopback_server.h"
 
 #include <QDir>
@@ -14,22 +15,15 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
-#include <ctime>
 #include <mutex>
 
 using namespace pulsebar;
 
 namespace {
 
-const bool londonTime = [] {
-    qputenv("TZ", "Europe/London");
-    tzset();
-    return true;
-}();
-
 double at(const QString& localTime)
 {
-    return QDateTime::fromString(localTime, QStringLiteral("yyyy-MM-dd HH:mm")).toSecsSinceEpoch();
+    return test::londonTime(localTime).toSecsSinceEpoch();
 }
 
 QByteArray event(const QString& uid, const QString& title, const QDateTime& start, int minutes)

@@ -3,10 +3,10 @@
 #include "calendar/meeting_link.h"
 
 #include "../support/test_support.h"
+#include "london_time.h"
 
 #include <gtest/gtest.h>
 
-#include <ctime>
 
 using namespace pulsebar;
 
@@ -14,15 +14,9 @@ namespace {
 
 // Every expectation below is written in London time; its change to summer time (29 March) is after
 // the range, New York's (8 March) inside it.
-const bool londonTime = [] {
-    qputenv("TZ", "Europe/London");
-    tzset();
-    return true;
-}();
-
 QDateTime local(const QString& text)
 {
-    return QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd HH:mm"));
+    return test::londonTime(text);
 }
 
 QString describe(const CalendarEvent& event)
