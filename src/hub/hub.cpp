@@ -94,7 +94,7 @@ void Hub::tick()
     if (config.showDevices && devices.refreshDue(time))
         devices.refresh();
     if (!m_isHeadless && showsEvents(config))
-        calendar.refreshIfNeeded(config.eventDays, config.hiddenCalendars);
+        refreshEvents(config);
     if (usesWeather(config)) {
         weather.refreshIfNeeded(config.weatherLocation, false);
         astronomy.update(weather.location());
@@ -166,6 +166,12 @@ bool Hub::showsEvents(const Config& config)
     return config.showEvents && std::any_of(config.modules.begin(), config.modules.end(), [](const ModuleConfig& m) {
                return m.enabled && (m.kind == ModuleKind::time || m.kind == ModuleKind::combined);
            });
+}
+
+void Hub::refreshEvents(const Config& config)
+{
+    if (config.showEvents)
+        calendar.refreshIfNeeded(config.eventDays, config.hiddenCalendars);
 }
 
 void Hub::configChanged(const Config& oldConfig, const Config& newConfig)

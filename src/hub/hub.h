@@ -104,6 +104,9 @@ public:
     // True when events are on and an enabled item shows them (the time item's panel, the overview's
     // next-event tile). Otherwise no calendar is read, nor a calendar service started, on the tick.
     static bool showsEvents(const Config& config);
+    // Reads the calendars when events are on and their last read is due. The tick calls it while an
+    // item shows events; an open panel calls it too, the overview being one click away from any panel.
+    void refreshEvents(const Config& config);
 
     // The threshold rules and events; created on first use, which starts their 5 s of silence.
     RuleEngine& rules();

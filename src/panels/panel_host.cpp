@@ -158,6 +158,7 @@ void PanelHost::showTilePanel(OverviewItem item)
 void PanelHost::show(const std::function<std::optional<PanelModel>(const PanelSnapshot&, const Config&)>& build)
 {
     const Config& config = m_settings.config();
+    m_hub.refreshEvents(config);
     const PanelSnapshot live = snapshot();
     if (std::optional<PanelModel> model = build(live, config))
         m_view->setContent(*model, live, config);

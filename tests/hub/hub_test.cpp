@@ -122,18 +122,10 @@ TEST(Hub, TicksOverFixtureReadersGiveTheSnapshotTheInsightAndTheHistoryRows)
 
 TEST(Hub, TicksPollTheCalendarOnlyWhileAnItemShowsEventsAndItsNewStateReachesThePanels)
 {
-    struct CountingStore : CalendarStore {
-        std::atomic<int> reads{0};
-        Reading read(const CalendarRange&, const QSet<QString>&) override
-        {
-            ++reads;
-            return {{CalendarFeed{{"eds:p", "Personal", "On This Computer", QColor(Qt::blue)}, {}, {}}}, {}};
-        }
-    };
     test::IsolatedSettings isolated;
     test::SnapshotRoot root("sys-basic-1");
     SystemReaders readers = test::fixtureReaders(root.path());
-    auto store = std::make_shared<CountingStore>();
+    auto store = std::make_shared<test::CountingCalendarStore>();
     readers.calendars = store;
     Config c = isolated.settings.config();
     c.showEvents = false;

@@ -73,7 +73,10 @@ TEST(ProcessRowActions, ForceQuitAsksFirstAndReallyKillsTheChild)
 TEST(PanelHost, OnePanelAtATimeRedrawnFromTheSnapshotWithItsRangeRemembered)
 {
     test::IsolatedSettings isolated;
-    Hub hub(isolated.settings, systemReaders());
+    SystemReaders readers = systemReaders();
+    auto calendars = std::make_shared<test::CountingCalendarStore>();
+    readers.calendars = calendars;
+    Hub hub(isolated.settings, std::move(readers));
     PanelHost host(hub, isolated.settings);
     PanelSnapshot snapshot;
     snapshot.cpu.user = 10;
@@ -90,6 +93,9 @@ TEST(PanelHost, OnePanelAtATimeRedrawnFromTheSnapshotWithItsRangeRemembered)
     EXPECT_EQ(host.view()->body()->model().headline, "10%");
     ASSERT_EQ(loads.size(), 1u);
     EXPECT_EQ(loads[0].second, HistoryRange::hour);
+    // No item shows events by default, but the overview's next event is one click away from any panel.
+    hub.calendar.waitForFetch();
+    EXPECT_EQ(calendars->reads, 1);
 
     snapshot.cpu.user = 55;
     host.refresh();

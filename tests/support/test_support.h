@@ -1,5 +1,6 @@
 #pragma once
 
+#include "calendar/calendar_store.h"
 #include "core/app_settings.h"
 #include "hub/system_readers.h"
 
@@ -10,6 +11,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -67,5 +69,15 @@ SystemReaders fixtureReaders(const QString& root);
 
 // Spins the event loop until the predicate holds or the time runs out; returns the predicate's last value.
 bool waitUntil(const std::function<bool()>& predicate, int timeoutMs = 5000);
+
+// A calendar store that counts its reads and always finds one calendar, "Personal", without events.
+struct CountingCalendarStore : CalendarStore {
+    std::atomic<int> reads{0};
+    Reading read(const CalendarRange&, const QSet<QString>&) override
+    {
+        ++reads;
+        return {{CalendarFeed{{"eds:p", "Personal", "On This Computer", QColor(Qt::blue)}, {}, {}}}, {}};
+    }
+};
 
 } // namespace pulsebar::test
