@@ -205,24 +205,25 @@ private:
 
     void addFile()
     {
-        const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Add Calendar File"), QString(),
-                                                          QStringLiteral("Calendar files (*.ics);;All files (*)"));
-        if (path.isEmpty())
-            return;
-        CalendarSources s = sources();
-        if (!s.files.contains(path))
-            s.files << path;
-        save(s);
+        addPath(&CalendarSources::files,
+                QFileDialog::getOpenFileName(this, QStringLiteral("Add Calendar File"), QString(),
+                                             QStringLiteral("Calendar files (*.ics);;All files (*)")));
     }
 
     void addFolder()
     {
-        const QString path = QFileDialog::getExistingDirectory(this, QStringLiteral("Add Calendar Folder"));
+        addPath(&CalendarSources::folders,
+                QFileDialog::getExistingDirectory(this, QStringLiteral("Add Calendar Folder")));
+    }
+
+    // A chosen file or folder joins its list once; an empty path (the dialog cancelled) changes nothing.
+    void addPath(QStringList CalendarSources::*list, const QString& path)
+    {
         if (path.isEmpty())
             return;
         CalendarSources s = sources();
-        if (!s.folders.contains(path))
-            s.folders << path;
+        if (!(s.*list).contains(path))
+            s.*list << path;
         save(s);
     }
 

@@ -23,6 +23,23 @@ const ProcessSample* find(const ProcessMonitor& monitor, int32_t pid)
     return nullptr;
 }
 
+// A child that waits until it is killed.
+pid_t startSleepingChild()
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::pause();
+        ::_exit(0);
+    }
+    return child;
+}
+
+void endChild(pid_t child)
+{
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
+
 std::vector<int32_t> pids(const std::vector<ProcessSample>& list)
 {
     std::vector<int32_t> out;
@@ -206,11 +223,7 @@ TEST(ProcessActions, LocationAndForceQuitEligibility)
 
 TEST(ProcessActions, ForceTerminateKillsAChildProcess)
 {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::pause();
-        ::_exit(0);
-    }
+    const pid_t child = startSleepingChild();
     ASSERT_GT(child, 0);
     EXPECT_TRUE(ProcessActions::forceTerminate(child));
     int status = 0;
@@ -242,20 +255,8 @@ TEST(ProcessMonitor, TheDescriptorLimitIsRaisedOnlyOnce)
 // started after a sample is in the next, whether or not the sample lists proc/ again.
 TEST(ProcessMonitor, LiveProcessesComeAndGoBetweenSamples)
 {
-    const auto startChild = [] {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::pause();
-            ::_exit(0);
-        }
-        return child;
-    };
-    const auto endChild = [](pid_t child) {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    };
     ProcessMonitor monitor(std::make_unique<LinuxProcessReader>(RootedFileReader("/")));
-    const pid_t early = startChild();
+    const pid_t early = startSleepingChild();
     ASSERT_GT(early, 0);
     monitor.sample();
     ASSERT_NE(find(monitor, early), nullptr);
@@ -263,7 +264,7 @@ TEST(ProcessMonitor, LiveProcessesComeAndGoBetweenSamples)
     monitor.sample();
     EXPECT_EQ(find(monitor, early), nullptr);
     monitor.sample();
-    const pid_t late = startChild();
+    const pid_t late = startSleepingChild();
     ASSERT_GT(late, 0);
     monitor.sample();
     EXPECT_NE(find(monitor, late), nullptr);
