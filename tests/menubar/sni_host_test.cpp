@@ -1,7 +1,5 @@
 // The built pulsebar against real StatusNotifierItem hosts (run_with_sni_host.sh starts them): what
 // each item exports, its menu, quitting through the menu, and one instance per session.
-#include "platform/linux/dbus_menu.h"
-
 #include "../support/test_support.h"
 
 #include <QDBusConnection>
@@ -96,20 +94,28 @@ struct MenuEntry {
     std::vector<MenuEntry> children;
 };
 
-MenuEntry toEntry(const DBusMenuLayoutItem& item)
+// One (ia{sv}av) layout entry, the children being variants of the same structure.
+MenuEntry readEntry(const QDBusArgument& argument)
 {
-    MenuEntry out{item.id,
-                  item.properties.value("type").toString() == "separator" ? "-" : item.properties.value("label").toString(),
-                  item.properties.value("enabled", true).toBool(),
-                  {}};
-    for (const DBusMenuLayoutItem& child : item.children)
-        out.children.push_back(toEntry(child));
+    int id = 0;
+    QVariantMap properties;
+    argument.beginStructure();
+    argument >> id >> properties;
+    MenuEntry out{id, properties.value("type").toString() == "separator" ? "-" : properties.value("label").toString(),
+                  properties.value("enabled", true).toBool(), {}};
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        QDBusVariant child;
+        argument >> child;
+        out.children.push_back(readEntry(child.variant().value<QDBusArgument>()));
+    }
+    argument.endArray();
+    argument.endStructure();
     return out;
 }
 
 MenuEntry menuOf(const QString& service, const QString& path)
 {
-    DBusMenuExporter::registerTypes();
     QDBusMessage call = QDBusMessage::createMethodCall(service, path, "com.canonical.dbusmenu", "GetLayout");
     call << 0 << -1 << QStringList();
     const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
@@ -117,7 +123,7 @@ MenuEntry menuOf(const QString& service, const QString& path)
         ADD_FAILURE() << "GetLayout: " << reply.errorMessage().toStdString();
         return {};
     }
-    return toEntry(qdbus_cast<DBusMenuLayoutItem>(reply.arguments().at(1).value<QDBusArgument>()));
+    return readEntry(reply.arguments().at(1).value<QDBusArgument>());
 }
 
 // Every window on the X server, as xwininfo lists them (a title appears in double quotes).
@@ -200,6 +206,26 @@ TEST_F(SNIHost, EachModuleIsAnItemWithItsLabelIconsAndMenuAndQuitEndsTheApp)
     EXPECT_TRUE(items[2].label.contains("↑") && items[2].label.contains("↓") && !items[2].label.contains('\n'))
         << items[2].label.toStdString();
     EXPECT_TRUE(items[3].label.isEmpty());
+
+    // What generic D-Bus tools see of an item: its interface described, every property at once, and a
+    // call with the wrong arguments refused.
+    QDBusMessage introspect = QDBusMessage::createMethodCall(items[0].service, "/StatusNotifierItem",
+                                                             "org.freedesktop.DBus.Introspectable", "Introspect");
+    const QString xml = QDBusConnection::sessionBus().call(introspect, QDBus::Block, 5000).arguments().value(0).toString();
+    EXPECT_TRUE(xml.contains(R"x(<property name="IconPixmap" type="a(iiay)" access="read"/>)x")) << xml.toStdString();
+    EXPECT_TRUE(xml.contains(R"(<signal name="XAyatanaNewLabel">)")) << xml.toStdString();
+    QDBusMessage getAll = QDBusMessage::createMethodCall(items[0].service, "/StatusNotifierItem",
+                                                         "org.freedesktop.DBus.Properties", "GetAll");
+    getAll << QString("org.kde.StatusNotifierItem");
+    const QVariantMap all = qdbus_cast<QVariantMap>(
+        QDBusConnection::sessionBus().call(getAll, QDBus::Block, 5000).arguments().value(0).value<QDBusArgument>());
+    EXPECT_EQ(all.value("Id").toString(), "pulsebar-cpu");
+    EXPECT_EQ(all.value("XAyatanaOrderingIndex").toUInt(), 1u);
+    QDBusMessage badActivate = QDBusMessage::createMethodCall(items[0].service, "/StatusNotifierItem",
+                                                              "org.kde.StatusNotifierItem", "Activate");
+    badActivate << QString("not a point");
+    EXPECT_EQ(QDBusConnection::sessionBus().call(badActivate, QDBus::Block, 5000).errorName(),
+              "org.freedesktop.DBus.Error.InvalidArgs");
 
     // The menu: keep-awake with its choices, settings, quit.
     const MenuEntry root = menuOf(items[0].service, items[0].menuPath);

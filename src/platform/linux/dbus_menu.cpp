@@ -1,11 +1,12 @@
 #include "platform/linux/dbus_menu.h"
 
-#include <QDBusMetaType>
 #include <QMetaObject>
 
 namespace pulsebar {
 
 namespace {
+
+constexpr const char* menuInterfaceName = "com.canonical.dbusmenu";
 
 const TrayMenuEntry* findEntry(const TrayMenu& menu, int id)
 {
@@ -46,103 +47,92 @@ DBusMenuLayoutItem layoutOf(int id, const QVariantMap& properties, const TrayMen
     return item;
 }
 
+void writeLayout(MessageWriter& writer, const DBusMenuLayoutItem& item)
+{
+    writer.structure([&] {
+        writer << item.id;
+        writer.dictionary(item.properties);
+        writer.array("v", [&] {
+            for (const DBusMenuLayoutItem& child : item.children)
+                writer.variant("(ia{sv}av)", [&] { writeLayout(writer, child); });
+        });
+    });
+}
+
 } // namespace
 
-QDBusArgument& operator<<(QDBusArgument& argument, const DBusMenuLayoutItem& item)
+DBusMenuExporter::DBusMenuExporter(BusConnection* bus, const QString& path) : m_bus(bus), m_path(path)
 {
-    argument.beginStructure();
-    argument << item.id << item.properties;
-    argument.beginArray(qMetaTypeId<QDBusVariant>());
-    for (const DBusMenuLayoutItem& child : item.children)
-        argument << QDBusVariant(QVariant::fromValue(child));
-    argument.endArray();
-    argument.endStructure();
-    return argument;
+    m_exported = m_bus && m_bus->exportObject(path, menuInterface());
 }
 
-const QDBusArgument& operator>>(const QDBusArgument& argument, DBusMenuLayoutItem& item)
+BusInterface DBusMenuExporter::menuInterface()
 {
-    argument.beginStructure();
-    argument >> item.id >> item.properties;
-    argument.beginArray();
-    item.children.clear();
-    while (!argument.atEnd()) {
-        QDBusVariant child;
-        argument >> child;
-        item.children << qdbus_cast<DBusMenuLayoutItem>(child.variant().value<QDBusArgument>());
-    }
-    argument.endArray();
-    argument.endStructure();
-    return argument;
-}
-
-QDBusArgument& operator<<(QDBusArgument& argument, const DBusMenuItemProperties& item)
-{
-    argument.beginStructure();
-    argument << item.id << item.properties;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, DBusMenuItemProperties& item)
-{
-    argument.beginStructure();
-    argument >> item.id >> item.properties;
-    argument.endStructure();
-    return argument;
-}
-
-QDBusArgument& operator<<(QDBusArgument& argument, const DBusMenuItemPropertyNames& item)
-{
-    argument.beginStructure();
-    argument << item.id << item.names;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, DBusMenuItemPropertyNames& item)
-{
-    argument.beginStructure();
-    argument >> item.id >> item.names;
-    argument.endStructure();
-    return argument;
-}
-
-QDBusArgument& operator<<(QDBusArgument& argument, const DBusMenuEvent& event)
-{
-    argument.beginStructure();
-    argument << event.id << event.eventId << event.data << event.timestamp;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, DBusMenuEvent& event)
-{
-    argument.beginStructure();
-    argument >> event.id >> event.eventId >> event.data >> event.timestamp;
-    argument.endStructure();
-    return argument;
-}
-
-DBusMenuExporter::DBusMenuExporter(QObject* parent) : QObject(parent)
-{
-    registerTypes();
-}
-
-void DBusMenuExporter::registerTypes()
-{
-    static const bool registered = [] {
-        qDBusRegisterMetaType<DBusMenuLayoutItem>();
-        qDBusRegisterMetaType<DBusMenuItemProperties>();
-        qDBusRegisterMetaType<QList<DBusMenuItemProperties>>();
-        qDBusRegisterMetaType<DBusMenuItemPropertyNames>();
-        qDBusRegisterMetaType<QList<DBusMenuItemPropertyNames>>();
-        qDBusRegisterMetaType<DBusMenuEvent>();
-        qDBusRegisterMetaType<QList<DBusMenuEvent>>();
-        qDBusRegisterMetaType<QList<int>>();
-        return true;
-    }();
-    (void)registered;
+    const auto propertiesOf = [this](int id) {
+        const TrayMenuEntry* entry = findEntry(m_menu, id);
+        return id == 0 ? rootProperties() : entry ? properties(*entry) : QVariantMap();
+    };
+    const auto event = [this](MessageReader& r) {
+        const int id = r.nextInt();
+        return handleEvent(id, r.nextString()) ? -1 : id;
+    };
+    return {
+        menuInterfaceName,
+        {
+            {"Version", "u", [](MessageWriter& w) { w << 3u; }},
+            {"TextDirection", "s", [](MessageWriter& w) { w << QStringLiteral("ltr"); }},
+            {"Status", "s", [](MessageWriter& w) { w << QStringLiteral("normal"); }},
+            {"IconThemePath", "as", [](MessageWriter& w) { w << QStringList(); }},
+        },
+        {
+            {"GetLayout", "iias", "u(ia{sv}av)",
+             [this](MessageReader& r, MessageWriter& w) {
+                 const int parentId = r.nextInt();
+                 const int depth = r.nextInt();
+                 w << m_revision;
+                 writeLayout(w, layout(m_menu, parentId, depth, r.nextStrings()));
+             }},
+            {"GetGroupProperties", "aias", "a(ia{sv})",
+             [this, propertiesOf](MessageReader& r, MessageWriter& w) {
+                 const QList<int> ids = r.nextInts();
+                 const QStringList names = r.nextStrings();
+                 w.array("(ia{sv})", [&] {
+                     for (int id : ids)
+                         if (id == 0 || findEntry(m_menu, id))
+                             w.structure([&] {
+                                 w << id;
+                                 w.dictionary(filtered(propertiesOf(id), names));
+                             });
+                 });
+             }},
+            {"GetProperty", "is", "v",
+             [propertiesOf](MessageReader& r, MessageWriter& w) {
+                 const int id = r.nextInt();
+                 w.variant(propertiesOf(id).value(r.nextString()));
+             }},
+            {"Event", "isvu", "", [event](MessageReader& r, MessageWriter&) { event(r); }},
+            {"EventGroup", "a(isvu)", "ai",
+             [event](MessageReader& r, MessageWriter& w) {
+                 QList<int> errors;
+                 r.eachElement([&](MessageReader& e) {
+                     if (const int failed = event(e); failed >= 0)
+                         errors << failed;
+                 });
+                 w << errors;
+             }},
+            // The menu is kept current as the state changes: nothing to update before it opens.
+            {"AboutToShow", "i", "b", [](MessageReader&, MessageWriter& w) { w << false; }},
+            {"AboutToShowGroup", "ai", "aiai",
+             [this](MessageReader& r, MessageWriter& w) {
+                 QList<int> errors;
+                 for (int id : r.nextInts())
+                     if (id != 0 && !findEntry(m_menu, id))
+                         errors << id;
+                 w << QList<int>() << errors;
+             }},
+        },
+        {{"ItemsPropertiesUpdated", "a(ia{sv})a(ias)"}, {"LayoutUpdated", "ui"}, {"ItemActivationRequested", "iu"}},
+    };
 }
 
 QVariantMap DBusMenuExporter::properties(const TrayMenuEntry& entry)
@@ -177,34 +167,8 @@ void DBusMenuExporter::setMenu(const TrayMenu& menu)
         return;
     m_menu = menu;
     ++m_revision;
-    Q_EMIT LayoutUpdated(m_revision, 0);
-}
-
-uint DBusMenuExporter::GetLayout(int parentId, int recursionDepth, const QStringList& propertyNames,
-                                 DBusMenuLayoutItem& out)
-{
-    out = layout(m_menu, parentId, recursionDepth, propertyNames);
-    return m_revision;
-}
-
-QList<DBusMenuItemProperties> DBusMenuExporter::GetGroupProperties(const QList<int>& ids,
-                                                                   const QStringList& propertyNames)
-{
-    QList<DBusMenuItemProperties> out;
-    for (int id : ids) {
-        if (id == 0)
-            out << DBusMenuItemProperties{0, filtered(rootProperties(), propertyNames)};
-        else if (const TrayMenuEntry* entry = findEntry(m_menu, id))
-            out << DBusMenuItemProperties{id, filtered(properties(*entry), propertyNames)};
-    }
-    return out;
-}
-
-QDBusVariant DBusMenuExporter::GetProperty(int id, const QString& name)
-{
-    const TrayMenuEntry* entry = findEntry(m_menu, id);
-    const QVariantMap all = id == 0 ? rootProperties() : entry ? properties(*entry) : QVariantMap();
-    return QDBusVariant(all.value(name));
+    if (m_exported)
+        m_bus->emitSignal(m_path, menuInterfaceName, "LayoutUpdated", [&](MessageWriter& w) { w << m_revision << 0; });
 }
 
 bool DBusMenuExporter::handleEvent(int id, const QString& eventId)
@@ -223,33 +187,6 @@ bool DBusMenuExporter::handleEvent(int id, const QString& eventId)
         },
         Qt::QueuedConnection);
     return true;
-}
-
-void DBusMenuExporter::Event(int id, const QString& eventId, const QDBusVariant&, uint)
-{
-    handleEvent(id, eventId);
-}
-
-QList<int> DBusMenuExporter::EventGroup(const QList<DBusMenuEvent>& events)
-{
-    QList<int> errors;
-    for (const DBusMenuEvent& event : events)
-        if (!handleEvent(event.id, event.eventId))
-            errors << event.id;
-    return errors;
-}
-
-bool DBusMenuExporter::AboutToShow(int)
-{
-    return false; // the menu is kept current as the state changes
-}
-
-QList<int> DBusMenuExporter::AboutToShowGroup(const QList<int>& ids, QList<int>& idErrors)
-{
-    for (int id : ids)
-        if (id != 0 && !findEntry(m_menu, id))
-            idErrors << id;
-    return {};
 }
 
 } // namespace pulsebar

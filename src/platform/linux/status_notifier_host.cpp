@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <QDBusConnectionInterface>
-#include <QDBusPendingCallWatcher>
 
 #include <unistd.h>
 
@@ -88,9 +87,7 @@ void StatusNotifierHost::registerNext()
     QPointer<StatusNotifierItem> item = m_queue.front();
     m_queue.pop_front();
     m_registering = true;
-    auto* watch = new QDBusPendingCallWatcher(item->registerWithWatcher(), this);
-    connect(watch, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
-        call->deleteLater();
+    item->registerWithWatcher(this, [this] {
         m_registering = false;
         registerNext();
     });

@@ -2,92 +2,131 @@
 
 #include "platform/linux/dbus_menu.h"
 
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusMetaType>
-
-#include <atomic>
+#include <QMetaObject>
 
 namespace pulsebar {
 
-QDBusArgument& operator<<(QDBusArgument& argument, const SNIPixmap& pixmap)
+namespace {
+
+constexpr const char* itemInterfaceName = "org.kde.StatusNotifierItem";
+
+void writePixmaps(MessageWriter& writer, const std::vector<TrayPixmap>& pixmaps)
 {
-    argument.beginStructure();
-    argument << pixmap.width << pixmap.height << pixmap.data;
-    argument.endStructure();
-    return argument;
+    writer.array("(iiay)", [&] {
+        for (const TrayPixmap& pixmap : pixmaps)
+            writer.structure([&] {
+                writer << pixmap.width << pixmap.height;
+                writer.bytes(pixmap.argb);
+            });
+    });
 }
 
-const QDBusArgument& operator>>(const QDBusArgument& argument, SNIPixmap& pixmap)
+BusInterface::Property text(const char* name, std::function<QString()> value)
 {
-    argument.beginStructure();
-    argument >> pixmap.width >> pixmap.height >> pixmap.data;
-    argument.endStructure();
-    return argument;
+    return {name, "s", [value = std::move(value)](MessageWriter& w) { w << value(); }};
 }
 
-QDBusArgument& operator<<(QDBusArgument& argument, const SNIToolTip& toolTip)
+BusInterface::Property noPixmaps(const char* name)
 {
-    argument.beginStructure();
-    argument << toolTip.iconName << toolTip.pixmaps << toolTip.title << toolTip.text;
-    argument.endStructure();
-    return argument;
+    return {name, "a(iiay)", [](MessageWriter& w) { writePixmaps(w, {}); }};
 }
 
-const QDBusArgument& operator>>(const QDBusArgument& argument, SNIToolTip& toolTip)
-{
-    argument.beginStructure();
-    argument >> toolTip.iconName >> toolTip.pixmaps >> toolTip.title >> toolTip.text;
-    argument.endStructure();
-    return argument;
-}
-
-void StatusNotifierItem::registerTypes()
-{
-    static const bool registered = [] {
-        qDBusRegisterMetaType<SNIPixmap>();
-        qDBusRegisterMetaType<SNIPixmaps>();
-        qDBusRegisterMetaType<SNIToolTip>();
-        return true;
-    }();
-    (void)registered;
-}
-
-SNIPixmaps StatusNotifierItem::wirePixmaps(const std::vector<TrayPixmap>& pixmaps)
-{
-    SNIPixmaps out;
-    for (const TrayPixmap& p : pixmaps)
-        out << SNIPixmap{p.width, p.height, p.argb};
-    return out;
-}
+} // namespace
 
 StatusNotifierItem::StatusNotifierItem(const QString& busName, uint orderingIndex, const TrayItemContent& content,
                                        TrayItemHandlers handlers)
-    : m_busName(busName), m_orderingIndex(orderingIndex), m_content(content),
-      m_pixmaps(wirePixmaps(content.pixmaps)), m_handlers(std::move(handlers)),
-      m_menu(std::make_unique<DBusMenuExporter>())
+    : m_busName(busName), m_orderingIndex(orderingIndex), m_content(content), m_handlers(std::move(handlers)),
+      m_bus(BusConnection::openSession())
 {
-    registerTypes();
-    static std::atomic<int> serial{0};
-    m_connectionName = QStringLiteral("pulsebar-tray-item-%1").arg(++serial);
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
-    if (!bus.isConnected())
+    m_menu = std::make_unique<DBusMenuExporter>(m_bus.get(), menuPath);
+    if (!m_bus)
         return;
-    const auto flags = QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals |
-                       QDBusConnection::ExportAllProperties;
-    m_onBus = bus.registerObject(itemPath, this, flags) && bus.registerObject(menuPath, m_menu.get(), flags) &&
-              bus.registerService(m_busName);
+    m_onBus = m_bus->exportObject(itemPath, itemInterface()) && m_menu->isExported() && m_bus->requestName(m_busName);
 }
 
 StatusNotifierItem::~StatusNotifierItem()
 {
-    // Dropping the connection releases the name; the watcher then forgets the item.
-    {
-        QDBusConnection bus(m_connectionName);
-        bus.unregisterObject(itemPath);
-        bus.unregisterObject(menuPath);
-    }
-    QDBusConnection::disconnectFromBus(m_connectionName);
+    // Closing the connection releases the name; the watcher then forgets the item.
+    m_menu.reset();
+    m_bus.reset();
+    if (m_registrationDone && m_registrationContext)
+        QMetaObject::invokeMethod(m_registrationContext, std::move(m_registrationDone), Qt::QueuedConnection);
+}
+
+BusInterface StatusNotifierItem::itemInterface()
+{
+    const auto none = [] { return QString(); };
+    return {
+        itemInterfaceName,
+        {
+            text("Category", [] { return QStringLiteral("Hardware"); }),
+            text("Id", [this] { return m_content.id; }),
+            text("Title", [this] { return m_content.title; }),
+            text("Status", [] { return QStringLiteral("Active"); }),
+            {"WindowId", "i", [](MessageWriter& w) { w << 0; }},
+            text("IconThemePath", none),
+            text("IconName", none),
+            {"IconPixmap", "a(iiay)", [this](MessageWriter& w) { writePixmaps(w, m_content.pixmaps); }},
+            text("OverlayIconName", none),
+            noPixmaps("OverlayIconPixmap"),
+            text("AttentionIconName", none),
+            noPixmaps("AttentionIconPixmap"),
+            text("AttentionMovieName", none),
+            text("IconAccessibleDesc", [this] { return m_content.title; }),
+            text("AttentionAccessibleDesc", none),
+            {"ToolTip", "(sa(iiay)ss)",
+             [this](MessageWriter& w) {
+                 w.structure([&] {
+                     w << QString();
+                     writePixmaps(w, {});
+                     w << m_content.toolTipTitle << m_content.toolTipText;
+                 });
+             }},
+            {"ItemIsMenu", "b", [](MessageWriter& w) { w << false; }},
+            {"Menu", "o", [](MessageWriter& w) { w.objectPath(menuPath); }},
+            text("XAyatanaLabel", [this] { return m_content.label; }),
+            text("XAyatanaLabelGuide", [this] { return m_content.labelGuide; }),
+            {"XAyatanaOrderingIndex", "u", [this](MessageWriter& w) { w << m_orderingIndex; }},
+        },
+        {
+            {"Activate", "ii", "",
+             [this](MessageReader& r, MessageWriter&) {
+                 const int x = r.nextInt();
+                 later(m_handlers.activate, QPoint(x, r.nextInt()));
+             }},
+            {"SecondaryActivate", "ii", "",
+             [this](MessageReader& r, MessageWriter&) {
+                 const int x = r.nextInt();
+                 later(m_handlers.secondaryActivate, QPoint(x, r.nextInt()));
+             }},
+            {"ContextMenu", "ii", "",
+             [this](MessageReader& r, MessageWriter&) {
+                 const int x = r.nextInt();
+                 later(m_handlers.contextMenu, QPoint(x, r.nextInt()));
+             }},
+            {"Scroll", "is", "", [](MessageReader&, MessageWriter&) {}},
+            {"ProvideXdgActivationToken", "s", "", [](MessageReader&, MessageWriter&) {}},
+        },
+        {{"NewTitle", ""},
+         {"NewIcon", ""},
+         {"NewAttentionIcon", ""},
+         {"NewOverlayIcon", ""},
+         {"NewToolTip", ""},
+         {"NewStatus", "s"},
+         {"XAyatanaNewLabel", "ss"}},
+    };
+}
+
+void StatusNotifierItem::later(const std::function<void(QPoint)>& handler, QPoint at)
+{
+    if (handler)
+        QMetaObject::invokeMethod(this, [handler, at] { handler(at); }, Qt::QueuedConnection);
+}
+
+void StatusNotifierItem::emitSignal(const char* name, const std::function<void(MessageWriter&)>& arguments)
+{
+    if (m_bus)
+        m_bus->emitSignal(itemPath, itemInterfaceName, name, arguments);
 }
 
 void StatusNotifierItem::setContent(const TrayItemContent& content)
@@ -96,46 +135,29 @@ void StatusNotifierItem::setContent(const TrayItemContent& content)
         return;
     const TrayItemContent old = std::exchange(m_content, content);
     if (content.title != old.title)
-        Q_EMIT NewTitle();
-    if (content.pixmaps != old.pixmaps) {
-        m_pixmaps = wirePixmaps(content.pixmaps);
-        Q_EMIT NewIcon();
-    }
+        emitSignal("NewTitle");
+    if (content.pixmaps != old.pixmaps)
+        emitSignal("NewIcon");
     if (content.toolTipTitle != old.toolTipTitle || content.toolTipText != old.toolTipText)
-        Q_EMIT NewToolTip();
+        emitSignal("NewToolTip");
     if (content.label != old.label || content.labelGuide != old.labelGuide)
-        Q_EMIT XAyatanaNewLabel(content.label, content.labelGuide);
+        emitSignal("XAyatanaNewLabel", [&](MessageWriter& w) { w << content.label << content.labelGuide; });
 }
 
-QDBusPendingCall StatusNotifierItem::registerWithWatcher() const
+void StatusNotifierItem::registerWithWatcher(QObject* context, std::function<void()> done)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
-        QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("RegisterStatusNotifierItem"));
-    call << m_busName;
-    return QDBusConnection(m_connectionName).asyncCall(call);
+    m_registrationContext = context;
+    m_registrationDone = std::move(done);
+    const auto finished = [this](bool) {
+        if (m_registrationDone && m_registrationContext)
+            QMetaObject::invokeMethod(m_registrationContext, std::exchange(m_registrationDone, {}),
+                                      Qt::QueuedConnection);
+    };
+    if (!m_bus)
+        return finished(false);
+    m_bus->callMethod(QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
+                      "org.kde.StatusNotifierWatcher", "RegisterStatusNotifierItem",
+                      [this](MessageWriter& w) { w << m_busName; }, finished);
 }
-
-void StatusNotifierItem::Activate(int x, int y)
-{
-    if (m_handlers.activate)
-        m_handlers.activate(QPoint(x, y));
-}
-
-void StatusNotifierItem::SecondaryActivate(int x, int y)
-{
-    if (m_handlers.secondaryActivate)
-        m_handlers.secondaryActivate(QPoint(x, y));
-}
-
-void StatusNotifierItem::ContextMenu(int x, int y)
-{
-    if (m_handlers.contextMenu)
-        m_handlers.contextMenu(QPoint(x, y));
-}
-
-void StatusNotifierItem::Scroll(int, const QString&) {}
-
-void StatusNotifierItem::ProvideXdgActivationToken(const QString&) {}
 
 } // namespace pulsebar
