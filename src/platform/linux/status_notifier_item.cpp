@@ -155,9 +155,12 @@ void StatusNotifierItem::registerWithWatcher(QObject* context, std::function<voi
     };
     if (!m_bus)
         return finished(false);
+    // By object path, as libappindicator's items register: the watcher takes the sender's unique name.
+    // GNOME's AppIndicator extension drops an item registered by well-known name when the item's
+    // properties reach it before its own lookup of that name does, which a prompt item makes likely.
     m_bus->callMethod(QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
                       "org.kde.StatusNotifierWatcher", "RegisterStatusNotifierItem",
-                      [this](MessageWriter& w) { w << m_busName; }, finished);
+                      [](MessageWriter& w) { w << itemPath; }, finished);
 }
 
 } // namespace pulsebar
