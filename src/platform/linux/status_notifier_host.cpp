@@ -21,13 +21,9 @@ StatusNotifierHost::StatusNotifierHost(QObject* parent)
 {
     connect(&m_watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { setAvailable(true); });
     connect(&m_watcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] { setAvailable(false); });
+    m_showsLabels = TrayDesktop::showsLabels(TrayDesktop::currentDesktop());
     const QDBusConnection bus = QDBusConnection::sessionBus();
     m_available = bus.isConnected() && bus.interface() && bus.interface()->isServiceRegistered(watcherService);
-}
-
-bool StatusNotifierHost::showsLabels() const
-{
-    return TrayDesktop::showsLabels(TrayDesktop::currentDesktop());
 }
 
 void StatusNotifierHost::setAvailable(bool available)

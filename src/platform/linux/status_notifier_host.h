@@ -24,7 +24,8 @@ public:
     explicit StatusNotifierHost(QObject* parent = nullptr);
 
     bool isAvailable() const override { return m_available; }
-    bool showsLabels() const override;
+    // The desktop is settled for the session: asked once, not at every item's update.
+    bool showsLabels() const override { return m_showsLabels; }
     bool exportsMenu() const override { return true; }
     std::unique_ptr<TrayItem> createItem(const TrayItemContent& content, TrayItemHandlers handlers) override;
     void setMenu(const TrayMenu& menu) override;
@@ -39,6 +40,7 @@ private:
 
     QDBusServiceWatcher m_watcher;
     bool m_available = false;
+    bool m_showsLabels = true;
     bool m_registering = false;
     bool m_batchScheduled = false;
     int m_serial = 0;
