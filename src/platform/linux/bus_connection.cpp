@@ -394,16 +394,6 @@ BusConnection::~BusConnection()
     dbus_connection_unref(m_connection);
 }
 
-bool BusConnection::requestName(const QString& name)
-{
-    DBusError error;
-    dbus_error_init(&error);
-    const int result =
-        dbus_bus_request_name(m_connection, name.toUtf8().constData(), DBUS_NAME_FLAG_DO_NOT_QUEUE, &error);
-    dbus_error_free(&error);
-    return result == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER || result == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
-}
-
 bool BusConnection::exportObject(const QString& path, BusInterface interface)
 {
     static const DBusObjectPathVTable table{nullptr, &BusConnection::handleMessage, nullptr, nullptr, nullptr, nullptr};

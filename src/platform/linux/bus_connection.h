@@ -126,8 +126,6 @@ public:
     static std::unique_ptr<BusConnection> openSession();
     ~BusConnection() override;
 
-    // True when the connection now owns `name` (an owner before it keeps the name).
-    bool requestName(const QString& name);
     bool exportObject(const QString& path, BusInterface interface);
     void emitSignal(const QString& path, const char* interface, const char* name,
                     const std::function<void(MessageWriter&)>& arguments = {});

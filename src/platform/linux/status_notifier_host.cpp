@@ -1,16 +1,12 @@
 #include "platform/linux/status_notifier_host.h"
 
-#include "core/app_id.h"
 #include "platform/linux/dbus_menu.h"
 #include "platform/linux/tray_desktop.h"
 
-#include <QCoreApplication>
+#include <QDBusConnectionInterface>
 #include <QMetaObject>
 
 #include <algorithm>
-#include <QDBusConnectionInterface>
-
-#include <unistd.h>
 
 namespace pulsebar {
 
@@ -41,9 +37,7 @@ void StatusNotifierHost::setAvailable(bool available)
 
 std::unique_ptr<TrayItem> StatusNotifierHost::createItem(const TrayItemContent& content, TrayItemHandlers handlers)
 {
-    const QString name =
-        QStringLiteral("%1.TrayItem-%2-%3").arg(applicationId).arg(::getpid()).arg(++m_serial);
-    auto item = std::make_unique<StatusNotifierItem>(name, uint(m_serial), content, std::move(handlers));
+    auto item = std::make_unique<StatusNotifierItem>(uint(++m_serial), content, std::move(handlers));
     item->menuExporter().setMenu(m_menu);
     item->menuExporter().onActivated = [this](int id) {
         if (onMenuActivated)

@@ -33,20 +33,19 @@ BusInterface::Property noPixmaps(const char* name)
 
 } // namespace
 
-StatusNotifierItem::StatusNotifierItem(const QString& busName, uint orderingIndex, const TrayItemContent& content,
-                                       TrayItemHandlers handlers)
-    : m_busName(busName), m_orderingIndex(orderingIndex), m_content(content), m_handlers(std::move(handlers)),
+StatusNotifierItem::StatusNotifierItem(uint orderingIndex, const TrayItemContent& content, TrayItemHandlers handlers)
+    : m_orderingIndex(orderingIndex), m_content(content), m_handlers(std::move(handlers)),
       m_bus(BusConnection::openSession())
 {
     m_menu = std::make_unique<DBusMenuExporter>(m_bus.get(), menuPath);
     if (!m_bus)
         return;
-    m_onBus = m_bus->exportObject(itemPath, itemInterface()) && m_menu->isExported() && m_bus->requestName(m_busName);
+    m_onBus = m_bus->exportObject(itemPath, itemInterface()) && m_menu->isExported();
 }
 
 StatusNotifierItem::~StatusNotifierItem()
 {
-    // Closing the connection releases the name; the watcher then forgets the item.
+    // The watcher forgets the item when its connection closes.
     m_menu.reset();
     m_bus.reset();
     if (m_registrationDone && m_registrationContext)
@@ -156,8 +155,8 @@ void StatusNotifierItem::registerWithWatcher(QObject* context, std::function<voi
     if (!m_bus)
         return finished(false);
     // By object path, as libappindicator's items register: the watcher takes the sender's unique name.
-    // GNOME's AppIndicator extension drops an item registered by well-known name when the item's
-    // properties reach it before its own lookup of that name does, which a prompt item makes likely.
+    // (GNOME's AppIndicator extension drops an item registered by a well-known name when the item's
+    // properties reach it before its own lookup of that name does, which a prompt item makes likely.)
     m_bus->callMethod(QStringLiteral("org.kde.StatusNotifierWatcher"), QStringLiteral("/StatusNotifierWatcher"),
                       "org.kde.StatusNotifierWatcher", "RegisterStatusNotifierItem",
                       [](MessageWriter& w) { w << itemPath; }, finished);

@@ -14,19 +14,16 @@ namespace pulsebar {
 class DBusMenuExporter;
 
 // One tray item as a StatusNotifierItem, on a bus connection of its own so that every item has its own
-// name and its own /StatusNotifierItem and /MenuBar objects. The connection is served on this thread's
-// event loop. Signals go out only for what changed.
+// /StatusNotifierItem and /MenuBar objects, known to the tray by the connection's unique name. The
+// connection is served on this thread's event loop. Signals go out only for what changed.
 class StatusNotifierItem : public QObject, public TrayItem {
 public:
     static inline const QString itemPath = QStringLiteral("/StatusNotifierItem");
     static inline const QString menuPath = QStringLiteral("/MenuBar");
 
-    // `busName` is the well-known name the item takes on its own connection to the session bus.
-    StatusNotifierItem(const QString& busName, uint orderingIndex, const TrayItemContent& content,
-                       TrayItemHandlers handlers);
+    StatusNotifierItem(uint orderingIndex, const TrayItemContent& content, TrayItemHandlers handlers);
     ~StatusNotifierItem() override;
 
-    const QString& busName() const { return m_busName; }
     bool isOnBus() const { return m_onBus; }
     DBusMenuExporter& menuExporter() { return *m_menu; }
 
@@ -41,7 +38,6 @@ private:
     // Runs a person's action after the reply has gone out: it may open a window or remove this item.
     void later(const std::function<void(QPoint)>& handler, QPoint at);
 
-    QString m_busName;
     uint m_orderingIndex;
     TrayItemContent m_content;
     TrayItemHandlers m_handlers;
