@@ -194,30 +194,23 @@ MessageReader::MessageReader(DBusMessage* message)
     m_valid = dbus_message_iter_init(message, &m_iter);
 }
 
-int MessageReader::nextInt()
+template <class Value> Value MessageReader::nextBasic(int type, Value empty)
 {
-    dbus_int32_t value = 0;
-    if (m_valid && dbus_message_iter_get_arg_type(&m_iter) == DBUS_TYPE_INT32)
+    Value value = empty;
+    if (m_valid && dbus_message_iter_get_arg_type(&m_iter) == type)
         dbus_message_iter_get_basic(&m_iter, &value);
     skip();
     return value;
 }
 
-uint MessageReader::nextUint()
+int MessageReader::nextInt()
 {
-    dbus_uint32_t value = 0;
-    if (m_valid && dbus_message_iter_get_arg_type(&m_iter) == DBUS_TYPE_UINT32)
-        dbus_message_iter_get_basic(&m_iter, &value);
-    skip();
-    return value;
+    return nextBasic<dbus_int32_t>(DBUS_TYPE_INT32, 0);
 }
 
 QString MessageReader::nextString()
 {
-    const char* value = nullptr;
-    if (m_valid && dbus_message_iter_get_arg_type(&m_iter) == DBUS_TYPE_STRING)
-        dbus_message_iter_get_basic(&m_iter, &value);
-    skip();
+    const char* value = nextBasic<const char*>(DBUS_TYPE_STRING, nullptr);
     return value ? QString::fromUtf8(value) : QString();
 }
 

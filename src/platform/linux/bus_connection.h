@@ -74,7 +74,6 @@ public:
     explicit MessageReader(DBusMessage* message);
 
     int nextInt();
-    uint nextUint();
     QString nextString();
     QStringList nextStrings();
     QList<int> nextInts();
@@ -85,6 +84,7 @@ public:
 
 private:
     MessageReader() = default;
+    template <class Value> Value nextBasic(int type, Value empty);
 
     DBusMessageIter m_iter{};
     bool m_valid = false;
