@@ -8,7 +8,8 @@
 namespace pulsebar {
 
 LinuxCPUReader::LinuxCPUReader(RootedFileReader sysfs)
-    : m_sysfs(std::move(sysfs)), m_stat(m_sysfs, "proc/stat"), m_loadavg(m_sysfs, "proc/loadavg")
+    : m_sysfs(std::move(sysfs)), m_stat(m_sysfs, "proc/stat", RootedFileReader::RepeatedFile::oneRecord),
+      m_loadavg(m_sysfs, "proc/loadavg", RootedFileReader::RepeatedFile::oneRecord)
 {
 }
 

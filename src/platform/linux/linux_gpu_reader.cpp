@@ -41,7 +41,7 @@ std::optional<uint32_t> hexId(const std::optional<std::string>& text)
 } // namespace
 
 LinuxGPUReader::LinuxGPUReader(RootedFileReader sysfs, NVMLLoader loadNVML)
-    : m_sysfs(std::move(sysfs)), m_loadNVML(std::move(loadNVML))
+    : m_sysfs(std::move(sysfs)), m_drm(m_sysfs, "sys/class/drm"), m_loadNVML(std::move(loadNVML))
 {
 }
 
@@ -96,10 +96,9 @@ std::vector<GPUReading> LinuxGPUReader::read()
     std::vector<bool> nvidiaMatched(nvidia.size(), false);
 
     std::vector<std::pair<int, std::string>> cards;
-    m_sysfs.forEachEntry("sys/class/drm", [&](std::string_view entry) {
+    for (const std::string& entry : m_drm.entries())
         if (const auto number = cardNumber(entry))
-            cards.emplace_back(*number, std::string(entry));
-    });
+            cards.emplace_back(*number, entry);
     std::sort(cards.begin(), cards.end());
     // Forget cards that went away, so a new card under a reused number is looked up afresh.
     for (auto it = m_cards.begin(); it != m_cards.end();)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "monitors/gpu_monitor.h"
+#include "platform/linux/device_class_listing.h"
 #include "platform/linux/nvml.h"
 #include "platform/linux/rooted_file_reader.h"
 
@@ -34,6 +35,7 @@ private:
     static std::string slotWithoutFunction(std::string_view slot);
 
     RootedFileReader m_sysfs;
+    DeviceClassListing m_drm;
     NVMLLoader m_loadNVML;
     bool m_triedNVML = false;
     std::unique_ptr<NVML> m_nvml;

@@ -7,8 +7,9 @@
 namespace pulsebar {
 
 LinuxMemoryReader::LinuxMemoryReader(RootedFileReader sysfs)
-    : m_meminfoFile(sysfs, "proc/meminfo"), m_vmstatFile(sysfs, "proc/vmstat"),
-      m_pressureFile(sysfs, "proc/pressure/memory")
+    : m_meminfoFile(sysfs, "proc/meminfo", RootedFileReader::RepeatedFile::oneRecord),
+      m_vmstatFile(sysfs, "proc/vmstat"),
+      m_pressureFile(sysfs, "proc/pressure/memory", RootedFileReader::RepeatedFile::oneRecord)
 {
 }
 

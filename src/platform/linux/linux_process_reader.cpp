@@ -64,7 +64,7 @@ LinuxProcessReader::LinuxProcessReader(RootedFileReader sysfs) : m_sysfs(std::mo
     m_holdLimit = std::size_t(std::min<rlim_t>(soft, 8192) / 8);
     if (m_holdFiles) {
         m_procIsOwnNamespace = m_sysfs.readLink("proc/self") == std::to_string(::getpid());
-        m_loadavg.emplace(m_sysfs, "proc/loadavg");
+        m_loadavg.emplace(m_sysfs, "proc/loadavg", RootedFileReader::RepeatedFile::oneRecord);
     }
 }
 

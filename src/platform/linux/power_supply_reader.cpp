@@ -46,7 +46,8 @@ bool isDeviceScope(const std::map<std::string, std::string>& attributes)
 
 } // namespace
 
-PowerSupplyReader::PowerSupplyReader(RootedFileReader sysfs, bool useSystemBus) : m_sysfs(std::move(sysfs))
+PowerSupplyReader::PowerSupplyReader(RootedFileReader sysfs, bool useSystemBus)
+    : m_sysfs(std::move(sysfs)), m_supplies(m_sysfs, std::string(supplyClass))
 {
     if (useSystemBus)
         m_services = std::make_unique<PowerServices>(QDBusConnection::systemBus());
@@ -121,7 +122,7 @@ BatteryReading PowerSupplyReader::batteryReading(const std::map<std::string, std
 PowerReading PowerSupplyReader::readPower()
 {
     PowerReading power;
-    for (const std::string& supply : m_sysfs.list(supplyClass)) {
+    for (const std::string& supply : m_supplies.entries()) {
         const auto a = attributes(supply);
         const auto type = lookup(a, "type");
         if (!type || isDeviceScope(a))
@@ -147,13 +148,17 @@ bool PowerSupplyReader::lowPowerMode()
     if (m_services)
         if (const auto saver = m_services->powerSaver())
             return *saver;
-    return m_sysfs.readLine("sys/firmware/acpi/platform_profile") == "low-power";
+    if (m_readingsWithoutProfile > 0 && ++m_readingsWithoutProfile <= DeviceClassListing::samplesBetweenListings)
+        return false;
+    const auto profile = m_sysfs.readLine("sys/firmware/acpi/platform_profile");
+    m_readingsWithoutProfile = !profile && m_sysfs.root() == "/" ? 1 : 0;
+    return profile == "low-power";
 }
 
 std::vector<BluetoothBattery> PowerSupplyReader::accessories()
 {
     std::vector<BluetoothBattery> list;
-    for (const std::string& supply : m_sysfs.list(supplyClass)) {
+    for (const std::string& supply : m_supplies.entries()) {
         const auto a = attributes(supply);
         const auto capacity = number(a, "capacity");
         if (!isDeviceScope(a) || !capacity)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "monitors/battery_monitor.h"
+#include "platform/linux/device_class_listing.h"
 #include "platform/linux/rooted_file_reader.h"
 
 #include <map>
@@ -33,6 +34,10 @@ private:
     std::map<std::string, std::string> attributes(const std::string& supply) const;
 
     RootedFileReader m_sysfs;
+    DeviceClassListing m_supplies;
+    // Readings since the ACPI platform profile was found missing: a driver that offers one is loaded
+    // at start-up, so on the live system its absence is checked again only now and then.
+    int m_readingsWithoutProfile = 0;
     std::unique_ptr<PowerServices> m_services;
 };
 

@@ -268,7 +268,7 @@ long RootedFileReader::OpenFile::readRecord(char* buffer, std::size_t capacity) 
     return read(buffer, capacity);
 }
 
-bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes) const
+bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes, bool oneRecord) const
 {
     out.clear();
     if (m_fd < 0)
@@ -291,13 +291,16 @@ bool RootedFileReader::OpenFile::readText(std::string& out, std::size_t maxBytes
         if (n == 0)
             break; // the end, as in read()
         size += std::size_t(n);
+        if (oneRecord && std::size_t(n) < wanted)
+            break;
     }
     out.resize(size);
     return true;
 }
 
-RootedFileReader::RepeatedFile::RepeatedFile(const RootedFileReader& sysfs, std::string relative)
-    : m_path(sysfs.path(relative)), m_hold(sysfs.isProcFileSystem("proc") && relative.rfind("proc/", 0) == 0)
+RootedFileReader::RepeatedFile::RepeatedFile(const RootedFileReader& sysfs, std::string relative, Shape shape)
+    : m_path(sysfs.path(relative)), m_shape(shape),
+      m_hold(sysfs.isProcFileSystem("proc") && relative.rfind("proc/", 0) == 0)
 {
 }
 
@@ -314,7 +317,7 @@ const RootedFileReader::OpenFile& RootedFileReader::RepeatedFile::file()
 
 bool RootedFileReader::RepeatedFile::readText(std::string& out, std::size_t maxBytes)
 {
-    const bool ok = file().readText(out, maxBytes);
+    const bool ok = file().readText(out, maxBytes, m_shape == oneRecord);
     m_scratch = OpenFile();
     if (!ok)
         m_held = OpenFile(); // opened afresh next time
@@ -323,7 +326,7 @@ bool RootedFileReader::RepeatedFile::readText(std::string& out, std::size_t maxB
 
 long RootedFileReader::RepeatedFile::readInto(char* buffer, std::size_t capacity)
 {
-    const long n = file().read(buffer, capacity);
+    const long n = m_shape == oneRecord ? file().readRecord(buffer, capacity) : file().read(buffer, capacity);
     m_scratch = OpenFile();
     if (n < 0)
         m_held = OpenFile();

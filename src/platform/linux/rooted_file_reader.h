@@ -70,8 +70,9 @@ public:
         OpenFile& operator=(const OpenFile&) = delete;
 
         bool isOpen() const { return m_fd >= 0; }
-        // Like RootedFileReader::readText, from offset 0.
-        bool readText(std::string& out, std::size_t maxBytes = 1 << 20) const;
+        // Like RootedFileReader::readText, from offset 0. For a file of one record (see readRecord) a
+        // read short of what was asked is the end, with no closing empty read.
+        bool readText(std::string& out, std::size_t maxBytes = 1 << 20, bool oneRecord = false) const;
         // The whole file from offset 0 into the buffer; the byte count, or -1 on failure (for a proc
         // file: the process has ended).
         long read(char* buffer, std::size_t capacity) const;
@@ -89,7 +90,11 @@ public:
     // opened afresh each time. Reading fails softly like every read here.
     class RepeatedFile {
     public:
-        RepeatedFile(const RootedFileReader& sysfs, std::string relative);
+        // A proc file the kernel writes out in one go (stat, meminfo, loadavg, a pressure file) rather
+        // than record by record (vmstat, diskstats, mountinfo) is one record: whatever one read hands
+        // over short of the buffer is all of it.
+        enum Shape { records, oneRecord };
+        RepeatedFile(const RootedFileReader& sysfs, std::string relative, Shape shape = records);
         bool readText(std::string& out, std::size_t maxBytes = 1 << 20);
         long readInto(char* buffer, std::size_t capacity);
 
@@ -98,6 +103,7 @@ public:
         const OpenFile& file();
 
         std::string m_path;
+        Shape m_shape;
         bool m_hold;
         OpenFile m_held;
         OpenFile m_scratch;
