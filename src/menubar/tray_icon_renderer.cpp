@@ -276,11 +276,13 @@ QImage TrayIconRenderer::image(const TrayFace& face, int size, bool darkPanel, b
 TrayPixmap TrayIconRenderer::pixmap(const QImage& image)
 {
     const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
-    TrayPixmap out{argb.width(), argb.height(), QByteArray(qsizetype(argb.width()) * argb.height() * 4, Qt::Uninitialized)};
+    const int width = argb.width(); // asked once: QImage's accessors are calls into the library
+    const int height = argb.height();
+    TrayPixmap out{width, height, QByteArray(qsizetype(width) * height * 4, Qt::Uninitialized)};
     auto* to = reinterpret_cast<uchar*>(out.argb.data());
-    for (int y = 0; y < argb.height(); ++y) {
+    for (int y = 0; y < height; ++y) {
         const auto* row = reinterpret_cast<const quint32*>(argb.constScanLine(y));
-        for (int x = 0; x < argb.width(); ++x, to += 4)
+        for (int x = 0; x < width; ++x, to += 4)
             qToBigEndian(row[x], to);
     }
     return out;
