@@ -38,6 +38,10 @@ constexpr double prunePeriod = 3600;
 constexpr double defaultFlushSeconds = 30;
 constexpr std::size_t maxPendingRows = 3900;
 constexpr int walCheckpointPages = 50;
+// SQLite keeps up to 2 MB of pages per connection by default, and the check of every page at open
+// fills it with the whole file, kept for as long as the program runs. A flush touches a few dozen
+// pages and a graph reads each of its pages once, so 256 KB (64 pages) serves both.
+constexpr int pageCacheKiB = 256;
 
 const auto metrics = allCases<HistoryMetric>();
 
@@ -275,6 +279,7 @@ bool HistoryStore::openOnQueue()
     }
     // Covers the reader in the other process meeting the writer (and a second writer).
     sqlite3_busy_timeout(m_db, 2000);
+    exec(m_db, "PRAGMA cache_size = -" + std::to_string(pageCacheKiB));
     // Every check reads only; nothing is written until the file is known to be Pulsebar's and sound.
     const bool usable = isUsable(m_db, m_access) && (!writable || (isPulsebars(m_db) && prepareForWriting(m_db)));
     if (!usable) {
