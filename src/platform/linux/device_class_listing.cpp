@@ -1,6 +1,7 @@
 #include "platform/linux/device_class_listing.h"
 
-#include <cerrno>
+#include "platform/linux/netlink_socket.h"
+
 #include <linux/netlink.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -30,34 +31,15 @@ bool addsOrRemoves(std::string_view datagram, std::string_view subsystem)
 
 } // namespace Uevent
 
-namespace {
-
 // Kernel device events: the multicast group the kernel itself sends to (udev's rebroadcast is group 2).
-constexpr unsigned kernelEventGroup = 1;
-
-int openDeviceEvents()
-{
-    const int fd = ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
-    if (fd < 0)
-        return -1;
-    sockaddr_nl address{};
-    address.nl_family = AF_NETLINK;
-    address.nl_groups = kernelEventGroup;
-    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-} // namespace
+constexpr uint32_t kernelEventGroup = 1;
 
 DeviceClassListing::DeviceClassListing(RootedFileReader sysfs, std::string classFolder)
     : m_sysfs(std::move(sysfs)), m_folder(std::move(classFolder))
 {
     m_subsystem = m_folder.substr(m_folder.rfind('/') + 1);
-    if (m_sysfs.root() == "/")
-        m_events = openDeviceEvents();
+    if (m_sysfs.isRunningSystem())
+        m_events = NetlinkSocket::openSubscribed(SOCK_DGRAM, NETLINK_KOBJECT_UEVENT, kernelEventGroup);
 }
 
 DeviceClassListing::~DeviceClassListing()
@@ -69,22 +51,10 @@ DeviceClassListing::~DeviceClassListing()
 bool DeviceClassListing::deviceCameOrWent()
 {
     bool cameOrWent = false;
-    char buffer[8192];
-    for (;;) {
-        const ssize_t n = ::recv(m_events, buffer, sizeof buffer, MSG_DONTWAIT);
-        if (n > 0) {
-            cameOrWent = cameOrWent || Uevent::addsOrRemoves({buffer, std::size_t(n)}, m_subsystem);
-            continue;
-        }
-        if (n < 0 && errno == EINTR)
-            continue;
-        // ENOBUFS: events were dropped, any of them may have been one of ours.
-        if (n < 0 && errno == ENOBUFS) {
-            cameOrWent = true;
-            continue;
-        }
-        return cameOrWent;
-    }
+    const bool complete = NetlinkSocket::drain(m_events, [&](std::string_view datagram) {
+        cameOrWent = cameOrWent || Uevent::addsOrRemoves(datagram, m_subsystem);
+    });
+    return cameOrWent || !complete;
 }
 
 const std::vector<std::string>& DeviceClassListing::entries()

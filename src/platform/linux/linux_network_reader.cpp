@@ -158,7 +158,7 @@ LinuxNetworkReader::LinuxNetworkReader(RootedFileReader sysfs, WirelessLinkSourc
         m_links = [nl = m_nl80211.get()](const QString& name) { return nl->query(name); };
     }
     // The kernel's notifications describe the running system; a fixture tree is read afresh each time.
-    if (m_sysfs.root() == "/") {
+    if (m_sysfs.isRunningSystem()) {
         m_watch = std::make_unique<RtnetlinkWatch>();
         if (!m_watch->isOpen())
             m_watch.reset();

@@ -151,7 +151,7 @@ bool PowerSupplyReader::lowPowerMode()
     if (m_readingsWithoutProfile > 0 && ++m_readingsWithoutProfile <= DeviceClassListing::samplesBetweenListings)
         return false;
     const auto profile = m_sysfs.readLine("sys/firmware/acpi/platform_profile");
-    m_readingsWithoutProfile = !profile && m_sysfs.root() == "/" ? 1 : 0;
+    m_readingsWithoutProfile = !profile && m_sysfs.isRunningSystem() ? 1 : 0;
     return profile == "low-power";
 }
 

@@ -36,6 +36,9 @@ public:
     static RootedFileReader fromEnvironment(); // PULSEBAR_SYSROOT, else "/"
 
     const std::string& root() const { return m_root; }
+    // True when the root is "/": what the kernel says about the machine (its notifications, device
+    // events) describes this tree. A fixture tree is read afresh every time instead.
+    bool isRunningSystem() const { return m_root == "/"; }
     std::string path(std::string_view relative) const;
 
     // The whole file (up to maxBytes), or nullopt when it cannot be read.

@@ -1,6 +1,7 @@
 #include "platform/linux/rtnetlink_watch.h"
 
-#include <cerrno>
+#include "platform/linux/netlink_socket.h"
+
 #include <cstring>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
@@ -47,17 +48,9 @@ NetworkChanges changes(std::string_view datagram)
 } // namespace Rtnetlink
 
 RtnetlinkWatch::RtnetlinkWatch()
+    : m_fd(NetlinkSocket::openSubscribed(SOCK_RAW, NETLINK_ROUTE,
+                                         RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE))
 {
-    m_fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_ROUTE);
-    if (m_fd < 0)
-        return;
-    sockaddr_nl address{};
-    address.nl_family = AF_NETLINK;
-    address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE;
-    if (::bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        ::close(m_fd);
-        m_fd = -1;
-    }
 }
 
 RtnetlinkWatch::~RtnetlinkWatch()
@@ -73,22 +66,9 @@ NetworkChanges RtnetlinkWatch::take()
         out = NetworkChanges::everything();
     if (m_fd < 0)
         return out;
-    alignas(nlmsghdr) char buffer[8192];
-    for (;;) {
-        const ssize_t n = ::recv(m_fd, buffer, sizeof buffer, MSG_DONTWAIT);
-        if (n > 0) {
-            out |= Rtnetlink::changes({buffer, std::size_t(n)});
-            continue;
-        }
-        if (n < 0 && errno == EINTR)
-            continue;
-        // ENOBUFS: the queue overflowed and notifications were lost, so anything may have changed.
-        if (n < 0 && errno == ENOBUFS) {
-            out = NetworkChanges::everything();
-            continue;
-        }
-        return out;
-    }
+    const bool complete =
+        NetlinkSocket::drain(m_fd, [&](std::string_view datagram) { out |= Rtnetlink::changes(datagram); });
+    return complete ? out : NetworkChanges::everything();
 }
 
 } // namespace pulsebar
